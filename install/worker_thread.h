@@ -1,0 +1,44 @@
+// install/worker_thread.h: the thread that runs the install job. It repeats
+// the job after each successful run until asked to stop; after a failed or
+// cancelled run it starts no other. Quitting never leaves a run half done:
+// FinishWorker asks the job to stop (and to cancel while a run is going on)
+// and waits for the thread.
+#ifndef KITSETUP_INSTALL_WORKER_THREAD_H
+#define KITSETUP_INSTALL_WORKER_THREAD_H
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+
+namespace kitsetup {
+
+struct ProgressChannel;
+
+struct WorkerThread {
+  ProgressChannel* channel = nullptr;
+  std::atomic<unsigned char> stop{0};  // read by the worker between runs
+  pthread_t thread{};
+  int32_t createResult = -1;           // -1 until pthread_create was called
+  std::atomic<bool> running{false};    // a run of the job is in progress
+  std::atomic<bool> finished{false};   // the thread body has returned
+  uint32_t finishPauseMs = 1000;       // pause after the finish post
+};
+
+// stop = 0; starts WorkerMain on a new thread. A failed start is only seen
+// in createResult.
+void StartWorker(WorkerThread* worker, ProgressChannel* channel);
+
+// stop = 1: the worker ends after the current run.
+void RequestStop(WorkerThread* worker);
+
+// RequestStop, SetCancel on the channel while a run has not finished, then
+// waits for the thread. Safe to call when the worker never started.
+void FinishWorker(WorkerThread* worker);
+
+// The thread body: runs the job until stop is set or a run fails.
+void* WorkerMain(void* worker);
+
+}  // namespace kitsetup
+
+#endif

@@ -1,0 +1,49 @@
+// kittool: builds, inspects and installs kits without a window.
+#include <cstdio>
+#include <cstring>
+
+#include "tools/kittool/commands.h"
+
+namespace {
+
+const char kUsage[] =
+    "usage: kittool <command> [options]\n"
+    "\n"
+    "commands:\n"
+    "  pack     build a kit from a directory of files\n"
+    "  list     print a kit's descriptions and entries\n"
+    "  verify   check that a kit loads and is consistent\n"
+    "  install  install a kit into a template directory\n"
+    "\n"
+    "Run 'kittool <command> --help' for a command's options.\n"
+    "Exit codes: 0 success, 1 an operation failed, 2 bad usage, 3 kit missing or damaged.\n";
+
+struct Command {
+  const char* name;
+  int (*run)(int, char**);
+};
+
+const Command kCommands[] = {
+    {"pack", kittool::RunPack},
+    {"list", kittool::RunList},
+    {"verify", kittool::RunVerify},
+    {"install", kittool::RunInstall},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) {
+    std::fputs(kUsage, stderr);
+    return kittool::kExitUsage;
+  }
+  if (!std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help")) {
+    std::fputs(kUsage, stdout);
+    return kittool::kExitOk;
+  }
+  for (const Command& command : kCommands) {
+    if (!std::strcmp(argv[1], command.name)) return command.run(argc - 2, argv + 2);
+  }
+  std::fprintf(stderr, "kittool: unknown command '%s'\n\n%s", argv[1], kUsage);
+  return kittool::kExitUsage;
+}
