@@ -1,0 +1,24 @@
+// app/event_log.h: one line per event on standard error, for administrators
+// and tests. The "kitsetup: " prefix keeps the lines apart from whatever the
+// toolkit prints there.
+#ifndef KITSETUP_APP_EVENT_LOG_H
+#define KITSETUP_APP_EVENT_LOG_H
+
+#include <cstdint>
+
+#include "core/messages.h"
+#include "core/text_string.h"
+
+namespace kitsetup {
+
+void LogLanguage(const TextString& code, LanguageId id);  // kitsetup: language <code> <id>
+void LogKit(const TextString& path);                       // kitsetup: kit <path>
+void LogTemplate(const TextString& dir);                   // kitsetup: template <dir>
+void LogMessage(uint32_t type, const TextString& text);    // kitsetup: message 0x<type> <text>
+void LogPage(const char* page);  // kitsetup: page <welcome|destination|progress|success|failure>
+void LogResult(uint32_t code);                             // kitsetup: result <code>
+void LogSaved(const TextString& path);                     // kitsetup: saved <configuration path>
+
+}  // namespace kitsetup
+
+#endif

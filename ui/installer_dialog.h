@@ -1,0 +1,86 @@
+// ui/installer_dialog.h: CInstallerDlg, the one controller of the installer
+// window. It owns the window, the three wizard buttons, the side picture and
+// the pages, and drives the wizard states; the run's data (kit, template
+// directory, channel, worker) is the InstallerState it inherits.
+// Objective-C++ only: Cocoa objects are forward-declared.
+#ifndef KITSETUP_UI_INSTALLER_DIALOG_H
+#define KITSETUP_UI_INSTALLER_DIALOG_H
+
+#include "app/installer_state.h"
+#include "core/text_string.h"
+
+#ifdef __OBJC__
+@class NSImage;
+@class ExtNSWindow;
+@class ExtNSButton;
+#else
+typedef struct objc_object NSImage;
+typedef struct objc_object ExtNSWindow;
+typedef struct objc_object ExtNSButton;
+#endif
+
+namespace kitsetup {
+
+class WizardDialogPage;
+class MessagePage;
+class DirSelectPage;
+class ProgressPage;
+class SuccessFinalPage;
+
+class CWnd {
+ public:
+  virtual ~CWnd() = default;
+  virtual TextString GetTitle() = 0;
+};
+
+class CInstallerDlg : public CWnd, public InstallerState {
+ public:
+  // Also creates the application object and its delegate.
+  CInstallerDlg(int argc, char** argv, bool silent, const ByteString& title,
+                const TextString& langCode, bool useCwd);
+  ~CInstallerDlg() override;
+
+  TextString GetTitle() override;
+
+  void CreateMainWindow();
+  void ShowWelcomePage();
+  void ShowDirPage();
+  void ShowSuccessPage();
+  void ShowFailurePage();
+  void SwitchToPage(WizardDialogPage* page);
+  void ShowFinishButtons();
+  void RequestClose();
+  void OnBack();
+  void OnNext();
+  void OnCancel();
+  void OnNextFromDir();
+  void Finish();
+  void RunInstallation();
+  void GetKitTexts(const TextString& code, TextString& product, TextString& vendor);
+  TextString GetDescriptionFile(const TextString& code);
+
+  MessagePage* m_welcomePage = nullptr;
+  DirSelectPage* m_dirPage = nullptr;
+  WizardDialogPage* m_currentPage = nullptr;
+  ProgressPage* m_progressPage = nullptr;
+  SuccessFinalPage* m_successPage = nullptr;
+  MessagePage* m_failurePage = nullptr;
+  NSImage* m_image = nullptr;
+  ExtNSButton* m_buttonBack = nullptr;
+  ExtNSButton* m_buttonNext = nullptr;
+  ExtNSButton* m_buttonCancel = nullptr;
+  int m_argc = 0;
+  char** m_argv = nullptr;
+  int m_width = 500;
+  int m_height = 360;
+  ByteString m_title;
+  ExtNSWindow* m_window = nullptr;
+};
+
+// The one modal message routine: returns 1 Yes, 2 No, 3 OK, 0 otherwise.
+// `dialog` may be null.
+int ShowMessage(CWnd* dialog, const TextString& text, uint32_t type);
+
+}  // namespace kitsetup
+
+#endif
