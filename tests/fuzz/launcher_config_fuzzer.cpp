@@ -1,0 +1,64 @@
+// Arbitrary bytes as a launcher configuration file, through the real reader.
+// The first input byte picks the encoding: odd puts the UTF-16LE mark in
+// front of the remaining bytes, even writes them as they are (so inputs that
+// begin with FF FE themselves reach the UTF-16 path too).
+#include <stdlib.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "core/encoding.h"
+#include "launcher/launcher_config.h"
+
+namespace {
+std::string g_path;
+kitsetup::TextString g_text_path;
+}
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  setenv("LC_ALL", "C.UTF-8", 1);
+  char dir[] = "/tmp/kitsetup-configfuzz-XXXXXX";
+  if (mkdtemp(dir) == nullptr) abort();
+  g_path = std::string(dir) + "/veskstart.cfg";
+  g_text_path = kitsetup::FromLocaleBytes(g_path.c_str(), g_path.size());
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FILE* f = fopen(g_path.c_str(), "wb");
+  if (f == nullptr) abort();
+  if (size > 0) {
+    if (data[0] & 1) fwrite("\xFF\xFE", 1, 2, f);
+    fwrite(data + 1, 1, size - 1, f);
+  }
+  fclose(f);
+
+  kitsetup::ConfigList list;
+  kitsetup::read_config_file(g_text_path, list);
+
+  // What the reader promises: keys unique, and each key's values unique,
+  // under the case-insensitive comparison; no entry without a value.
+  for (size_t i = 0; i < list.size(); ++i) {
+    if (list[i].values.empty()) abort();
+    for (size_t j = i + 1; j < list.size(); ++j) {
+      if (kitsetup::compare_nocase(list[i].key, list[j].key) == 0) abort();
+    }
+    const auto& values = list[i].values;
+    for (size_t a = 0; a < values.size(); ++a) {
+      for (size_t b = a + 1; b < values.size(); ++b) {
+        if (kitsetup::compare_nocase(values[a], values[b]) == 0) abort();
+      }
+    }
+  }
+
+  // Normalisation of whatever was read: every value ends in a separator.
+  if (!list.empty()) {
+    kitsetup::LauncherConfig config;
+    config.user = list;
+    for (const auto& v : kitsetup::get_values(config, list.front().key, 1)) {
+      if (!v.ends_with(u'\\') && !v.ends_with(u'/')) abort();
+    }
+  }
+  return 0;
+}
