@@ -1,6 +1,8 @@
 // app/event_log.h: one line per event on standard error, for administrators
 // and tests. The "kitsetup: " prefix keeps the lines apart from whatever the
-// toolkit prints there.
+// toolkit prints there. Texts are written as UTF-8 whatever the locale, with
+// a line feed or carriage return inside a text written as "\n" or "\r";
+// each line goes out in one write, so lines of two threads never mix.
 #ifndef KITSETUP_APP_EVENT_LOG_H
 #define KITSETUP_APP_EVENT_LOG_H
 

@@ -1,0 +1,123 @@
+#include "app/event_log.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+
+namespace kitsetup {
+namespace {
+
+// The log is read by scripts whatever the process locale is, so texts are
+// written as UTF-8 directly rather than through the locale conversion (which
+// gives nothing for non-ASCII text under the C locale). A lone surrogate
+// becomes U+FFFD; a line feed or carriage return is written as "\n" or "\r".
+void AppendUtf8(std::string& out, const TextString& text) {
+  const char16_t* s = text.c_str();
+  const size_t n = text.length();
+  for (size_t i = 0; i < n; ++i) {
+    uint32_t c = s[i];
+    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < n && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (s[i + 1] - 0xDC00);
+      ++i;
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = 0xFFFD;
+    }
+    if (c == '\n' || c == '\r') {
+      out += '\\';  // keep one event on one line
+      out += c == '\n' ? 'n' : 'r';
+    } else if (c < 0x80) {
+      out += static_cast<char>(c);
+    } else if (c < 0x800) {
+      out += static_cast<char>(0xC0 | (c >> 6));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      out += static_cast<char>(0xE0 | (c >> 12));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      out += static_cast<char>(0xF0 | (c >> 18));
+      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+}
+
+// One write per line (short lines to a pipe are written whole), with stdio's
+// lock held and its buffer flushed first, so lines from the two threads and
+// from anything else that prints through stdio never interleave.
+void WriteLine(std::string line) {
+  line += '\n';
+  flockfile(stderr);
+  std::fflush(stderr);
+  const char* p = line.data();
+  size_t left = line.size();
+  while (left > 0) {
+    const ssize_t n = ::write(STDERR_FILENO, p, left);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;  // nowhere to log to: the installer goes on regardless
+    p += n;
+    left -= static_cast<size_t>(n);
+  }
+  funlockfile(stderr);
+}
+
+std::string Line(const char* event) {
+  std::string line = "kitsetup: ";
+  line += event;
+  line += ' ';
+  return line;
+}
+
+}  // namespace
+
+void LogLanguage(const TextString& code, LanguageId id) {
+  std::string line = Line("language");
+  AppendUtf8(line, code);
+  line += ' ';
+  line += std::to_string(id);
+  WriteLine(std::move(line));
+}
+
+void LogKit(const TextString& path) {
+  std::string line = Line("kit");
+  AppendUtf8(line, path);
+  WriteLine(std::move(line));
+}
+
+void LogTemplate(const TextString& dir) {
+  std::string line = Line("template");
+  AppendUtf8(line, dir);
+  WriteLine(std::move(line));
+}
+
+void LogMessage(uint32_t type, const TextString& text) {
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "0x%x ", static_cast<unsigned>(type));
+  std::string line = Line("message");
+  line += hex;
+  AppendUtf8(line, text);
+  WriteLine(std::move(line));
+}
+
+void LogPage(const char* page) {
+  std::string line = Line("page");
+  line += page != nullptr ? page : "";
+  WriteLine(std::move(line));
+}
+
+void LogResult(uint32_t code) {
+  std::string line = Line("result");
+  line += std::to_string(code);
+  WriteLine(std::move(line));
+}
+
+void LogSaved(const TextString& path) {
+  std::string line = Line("saved");
+  AppendUtf8(line, path);
+  WriteLine(std::move(line));
+}
+
+}  // namespace kitsetup
