@@ -6,6 +6,7 @@
 #ifndef KITSETUP_KIT_DISTRIBUTION_KIT_H
 #define KITSETUP_KIT_DISTRIBUTION_KIT_H
 
+#include <csignal>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -36,6 +37,10 @@ struct DistributionKit {
   FileHandle dataHandle = kNoHandle;
   uint32_t copyBufferSize = 1048576;
   unsigned char* copyBuffer = nullptr;  // copyBufferSize bytes
+  // Recorded while loading, for tools and logs: the first field of the
+  // unpacked kit (0 legacy, else counted table) and the staging file's size.
+  uint32_t descriptionFormat = 0;
+  uint64_t unpackedSize = 0;
 
   DistributionKit();
   ~DistributionKit();  // frees the buffer; neither closes dataHandle nor removes the staging file
@@ -46,6 +51,9 @@ struct DistributionKit {
 // Why a kit was refused, for kittool verify and the logs.
 struct KitProblem {
   std::string what;  // one line: which record, which check
+  // True when the failure lies in the temporary directory (the staging file
+  // could not be made or opened), not in the kit.
+  bool inStaging = false;
 };
 
 // 0 on success; 1013 (staging file not created), 2 or 87 (open or read
@@ -56,6 +64,11 @@ uint32_t LoadKit(DistributionKit& kit, const TextString& kit_path, KitProblem* p
 // 0, the open code (2 or 87), or 13 when the stream is corrupt or would
 // unpack beyond the limits (4 GiB, or less than 64 MiB left free).
 uint32_t InflateKitToFile(const TextString& kit_path, const TextString& staging_path);
+
+// When set, inflation checks *flag between output chunks and gives up with
+// 1223 once it is non-zero (kittool's signal handlers set it, so that a
+// signal never leaves a half-written staging file behind).
+void SetInflateStopFlag(const volatile std::sig_atomic_t* flag);
 
 // Language lookups over the descriptions (case-insensitive on the code).
 void GetKitTexts(const DistributionKit& kit, const TextString& language_code, TextString& product,

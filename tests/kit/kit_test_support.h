@@ -1,0 +1,144 @@
+// tests/kit/kit_test_support.h: scratch directories and hand-made kit bytes
+// for the kit tests. The byte helpers are written here again on purpose, so
+// that the parser is checked against bytes the writer did not make.
+#ifndef KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
+#define KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/text_string.h"
+
+namespace kittest {
+
+// A fresh directory, removed with its contents when the test ends.
+class ScratchDir {
+ public:
+  ScratchDir() {
+    char pattern[] = "/tmp/kit_test_XXXXXX";
+    path_ = mkdtemp(pattern);
+  }
+  ~ScratchDir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+  const std::string& path() const { return path_; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+// Points TMPDIR at a directory of its own for the test's lifetime, so that
+// staging files can be counted.
+class ScopedTmpdir {
+ public:
+  ScopedTmpdir() : dir_(std::make_unique<ScratchDir>()) {
+    const char* old = getenv("TMPDIR");
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    setenv("TMPDIR", dir_->path().c_str(), 1);
+  }
+  ~ScopedTmpdir() {
+    if (had_) {
+      setenv("TMPDIR", old_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+  const std::string& path() const { return dir_->path(); }
+
+  // Names in the directory that start with "edf".
+  std::vector<std::string> StagingFiles() const {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(path().c_str())) {
+      while (dirent* e = readdir(d)) {
+        if (std::string(e->d_name).rfind("edf", 0) == 0) names.push_back(e->d_name);
+      }
+      closedir(d);
+    }
+    return names;
+  }
+
+ private:
+  std::unique_ptr<ScratchDir> dir_;
+  bool had_ = false;
+  std::string old_;
+};
+
+inline void WriteFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline kitsetup::TextString T(const char16_t* s) { return kitsetup::TextString(s); }
+
+// Little-endian pieces of an unpacked kit.
+struct Bytes {
+  std::string b;
+  Bytes& u32(uint32_t v) {
+    for (int i = 0; i < 4; ++i) b.push_back(static_cast<char>(v >> (8 * i)));
+    return *this;
+  }
+  Bytes& u64(uint64_t v) { return u32(static_cast<uint32_t>(v)).u32(static_cast<uint32_t>(v >> 32)); }
+  Bytes& str(const std::u16string& s) {
+    u32(static_cast<uint32_t>(s.size()));
+    for (char16_t c : s) {
+      b.push_back(static_cast<char>(c & 0xFF));
+      b.push_back(static_cast<char>(c >> 8));
+    }
+    return *this;
+  }
+  Bytes& raw(const std::string& s) {
+    b += s;
+    return *this;
+  }
+  Bytes& zeros(size_t n) {
+    b.append(n, '\0');
+    return *this;
+  }
+};
+
+// One description record; `spare` bytes of padding at its end.
+inline std::string DescriptionRecord(const std::u16string& lang, const std::u16string& product,
+                                     const std::u16string& vendor, const std::u16string& file,
+                                     size_t spare = 0) {
+  Bytes body;
+  body.str(lang).str(product).str(vendor).str(file).zeros(spare);
+  return Bytes().u32(static_cast<uint32_t>(body.b.size() + 4)).raw(body.b).b;
+}
+
+// One entry record; `spare` bytes of padding at its end.
+inline std::string EntryRecord(const std::u16string& name, uint64_t time, uint32_t offset, uint32_t size,
+                               size_t spare = 0) {
+  Bytes body;
+  body.str(name).u64(time).u32(offset).u32(size).zeros(spare);
+  return Bytes().u32(static_cast<uint32_t>(body.b.size() + 4)).raw(body.b).b;
+}
+
+// A small sound kit: format 1, one "en" description, two entries whose data
+// follow the table ("hello" and "world!").
+inline std::string GoodUnpackedKit() {
+  Bytes k;
+  k.u32(1).u32(1).raw(DescriptionRecord(u"en", u"Product", u"Vendor", u"Docs\\readme.htm"));
+  k.u32(2).raw(EntryRecord(u"Docs\\readme.htm", 132000000000000000ull, 0, 5));
+  k.raw(EntryRecord(u"conf\\main.cfg", 132000000010000000ull, 5, 6));
+  k.raw("helloworld!");
+  return k.b;
+}
+
+}  // namespace kittest
+
+#endif

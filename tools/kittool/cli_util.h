@@ -1,0 +1,42 @@
+// tools/kittool/cli_util.h: pieces the kit commands share: text for the
+// terminal and for JSON, and the signal handling that lets a command remove
+// its staging file before it dies.
+#ifndef KITSETUP_TOOLS_KITTOOL_CLI_UTIL_H
+#define KITSETUP_TOOLS_KITTOOL_CLI_UTIL_H
+
+#include <string>
+
+#include "core/text_string.h"
+#include "kit/distribution_kit.h"
+
+namespace kittool {
+
+// UTF-8 of the text, independent of the locale; a lone surrogate becomes
+// U+FFFD.
+std::string Utf8(const kitsetup::TextString& text);
+
+// The text as a JSON string literal, quotes included: '"', '\' and control
+// characters escaped, lone surrogates as \uXXXX, the rest as UTF-8.
+std::string JsonString(const kitsetup::TextString& text);
+
+bool IsHelpOption(const char* arg);
+
+// SIGINT, SIGTERM, SIGHUP and SIGPIPE are recorded instead of ending the
+// process, and a running inflation is asked to stop. The command then cleans
+// up and calls DieOfCaughtSignal().
+void CatchStopSignals();
+int CaughtSignal();
+// Ends the process by the recorded signal, with its default action.
+[[noreturn]] void DieOfCaughtSignal();
+
+// Closes the kit's staging file and removes it (LoadKit leaves it in place
+// after a successful load, for the install worker).
+void DiscardStaging(kitsetup::DistributionKit& kit);
+
+// The exit code for a failed LoadKit: 3 when the kit is missing or damaged,
+// 1 when the temporary directory let us down.
+int LoadFailureExit(const kitsetup::KitProblem& problem);
+
+}  // namespace kittool
+
+#endif
