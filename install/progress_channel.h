@@ -17,6 +17,12 @@ namespace kitsetup {
 
 struct DistributionKit;
 
+// Sees every post, in order, on the posting thread while the lock is held.
+// For tests and tools that must not miss a post between two reads; it must
+// not call back into the channel.
+using ProgressObserver = void (*)(void* context, uint32_t code, const TextString& text,
+                                  int32_t percent);
+
 struct ProgressChannel {
   ChannelLock lock;                    // a binary semaphore used as a mutex
   DistributionKit* request = nullptr;  // not owned
@@ -25,6 +31,8 @@ struct ProgressChannel {
   uint32_t code = 0;
   TextString text;
   int32_t percent = 0;
+  ProgressObserver observer = nullptr;  // none unless a test or tool sets one
+  void* observerContext = nullptr;
 };
 
 // Count 1, both strings empty.
@@ -38,6 +46,7 @@ void SetCancel(ProgressChannel* channel, uint32_t value);
 bool IsCancelled(ProgressChannel* channel);
 void PostProgress(ProgressChannel* channel, uint32_t code, const TextString& text, int32_t percent);
 void ReadProgress(ProgressChannel* channel, uint32_t* code, TextString* text, int32_t* percent);
+void SetProgressObserver(ProgressChannel* channel, ProgressObserver observer, void* context);
 
 }  // namespace kitsetup
 

@@ -23,21 +23,29 @@ struct WorkerThread {
   std::atomic<bool> running{false};    // a run of the job is in progress
   std::atomic<bool> finished{false};   // the thread body has returned
   uint32_t finishPauseMs = 1000;       // pause after the finish post
+  bool singleRun = false;              // run the job once (kittool), not until stop
+  std::atomic<uint32_t> lastResult{0};  // the code of the last finished run
+  std::atomic<uint32_t> runs{0};        // runs finished so far
+  bool joined = false;                  // FinishWorker has waited for the thread
 };
 
-// stop = 0; starts WorkerMain on a new thread. A failed start is only seen
-// in createResult.
+// stop = 0; starts WorkerMain (or, with singleRun, WorkerRunOnce) on a new
+// thread. A failed start is only seen in createResult.
 void StartWorker(WorkerThread* worker, ProgressChannel* channel);
 
 // stop = 1: the worker ends after the current run.
 void RequestStop(WorkerThread* worker);
 
 // RequestStop, SetCancel on the channel while a run has not finished, then
-// waits for the thread. Safe to call when the worker never started.
+// waits for the thread. Safe to call when the worker never started, and more
+// than once.
 void FinishWorker(WorkerThread* worker);
 
 // The thread body: runs the job until stop is set or a run fails.
 void* WorkerMain(void* worker);
+
+// The other thread body: runs the job once; its code is in lastResult.
+void* WorkerRunOnce(void* worker);
 
 }  // namespace kitsetup
 

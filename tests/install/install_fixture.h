@@ -1,0 +1,222 @@
+// tests/install/install_fixture.h: real directories for install tests. Each
+// test gets its own scratch folder holding a temporary directory (TMPDIR), a
+// source tree, the kit packed from it by `kittool pack`, and a template
+// directory; tree snapshots compare paths, kinds, bytes and times.
+#ifndef KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
+#define KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "core/encoding.h"
+#include "core/file_system.h"
+#include "core/messages.h"
+#include "install/install_job.h"
+#include "install/progress_channel.h"
+#include "kit/distribution_kit.h"
+#include "kit/file_handle.h"
+
+namespace kitsetup::testing {
+
+inline std::string Kittool() { return std::string(KITSETUP_BINARY_DIR) + "/kittool"; }
+
+inline TextString T(const std::string& s) { return FromLocaleBytes(s.data(), s.size()); }
+inline std::string S(const TextString& t) {
+  ByteString b = ToLocaleBytes(t);
+  return std::string(b.c_str(), b.length());
+}
+
+inline void MakeDirs(const std::string& path) {
+  std::string sofar;
+  std::stringstream parts(path);
+  std::string part;
+  while (std::getline(parts, part, '/')) {
+    sofar += part + "/";
+    mkdir(sofar.c_str(), 0755);
+  }
+}
+
+// Writes `content` to root/relative (making parents) with mtime `seconds`.
+inline void WriteFile(const std::string& path, const std::string& content, time_t seconds) {
+  MakeDirs(path.substr(0, path.rfind('/')));
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+  timeval times[2] = {{seconds, 0}, {seconds, 0}};
+  utimes(path.c_str(), times);
+}
+
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+inline time_t MTime(const std::string& path) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0 ? info.st_mtime : -1;
+}
+
+struct NodeState {
+  char kind = '?';  // 'd', 'f' or 'l'
+  std::string bytes;
+  int64_t mtime_ns = 0;
+  bool operator==(const NodeState& o) const {
+    return kind == o.kind && bytes == o.bytes && mtime_ns == o.mtime_ns;
+  }
+};
+using Snapshot = std::map<std::string, NodeState>;
+
+inline void SnapshotInto(const std::string& root, const std::string& rel, Snapshot& out) {
+  DIR* dir = opendir((root + rel).c_str());
+  if (!dir) return;
+  while (dirent* e = readdir(dir)) {
+    std::string name = e->d_name;
+    if (name == "." || name == "..") continue;
+    std::string path = rel + "/" + name;
+    struct stat info;
+    if (lstat((root + path).c_str(), &info) != 0) continue;
+    NodeState node;
+    node.mtime_ns = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    if (S_ISDIR(info.st_mode)) {
+      node.kind = 'd';
+      node.mtime_ns = 0;  // a directory's time moves with every change inside
+      SnapshotInto(root, path, out);
+    } else if (S_ISLNK(info.st_mode)) {
+      node.kind = 'l';
+    } else {
+      node.kind = 'f';
+      node.bytes = ReadFile(root + path);
+    }
+    out[path] = node;
+  }
+  closedir(dir);
+}
+
+inline Snapshot TakeSnapshot(const std::string& root) {
+  Snapshot out;
+  SnapshotInto(root, "", out);
+  return out;
+}
+
+inline std::vector<std::string> Names(const std::string& dir) {
+  std::vector<std::string> names;
+  if (DIR* d = opendir(dir.c_str())) {
+    while (dirent* e = readdir(d)) {
+      std::string name = e->d_name;
+      if (name != "." && name != "..") names.push_back(name);
+    }
+    closedir(d);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Runs a command line; returns its exit status (or -1).
+inline int RunShell(const std::string& command) {
+  int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+struct Post {
+  uint32_t code;
+  std::string text;
+  int32_t percent;
+};
+
+// A scratch folder per test with TMPDIR pointing into it; the message table
+// in English so posted texts can be compared.
+class InstallFixture : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/kitsetup-install-XXXXXX";
+    root_ = mkdtemp(pattern);
+    temp_ = root_ + "/tmp";
+    source_ = root_ + "/src";
+    templ_ = root_ + "/templates";
+    kit_path_ = root_ + "/kit.efd";
+    MakeDirs(temp_);
+    MakeDirs(source_);
+    old_tmpdir_ = getenv("TMPDIR") ? getenv("TMPDIR") : "";
+    setenv("TMPDIR", temp_.c_str(), 1);
+    SetCurrentLanguage(LanguageFromCode(ByteString("en")));
+    SetFastPathsEnabled(true);
+  }
+
+  void TearDown() override {
+    SetOpenFaultHook(nullptr);
+    SetFastPathsEnabled(true);
+    if (kit_.dataHandle != kNoHandle) CloseFileHandle(kit_.dataHandle);
+    kit_.dataHandle = kNoHandle;
+    if (old_tmpdir_.empty())
+      unsetenv("TMPDIR");
+    else
+      setenv("TMPDIR", old_tmpdir_.c_str(), 1);
+    RunShell("rm -rf '" + root_ + "'");
+  }
+
+  // Source file `rel` (with "/"), packed into the kit by Pack().
+  void Source(const std::string& rel, const std::string& content, time_t seconds) {
+    WriteFile(source_ + "/" + rel, content, seconds);
+  }
+
+  // Packs the source tree with kittool and loads it.
+  void PackAndLoad() {
+    ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null"));
+    ASSERT_EQ(0u, LoadKit(kit_, T(kit_path_)));
+  }
+
+  // One run of the job on this thread, every post recorded.
+  uint32_t Install(InstallJob* job_out = nullptr) {
+    InitChannel(&channel_);
+    StartRequest(&channel_, &kit_, T(templ_));
+    posts_.clear();
+    SetProgressObserver(&channel_, &Record, this);
+    InstallJob job;
+    job.finishPauseMs = 0;
+    uint32_t code = RunInstallJob(job, &channel_);
+    if (job_out) *job_out = job;
+    return code;
+  }
+
+  static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
+    auto* f = static_cast<InstallFixture*>(self);
+    f->posts_.push_back({code, S(text), percent});
+    if (f->cancel_at_ >= 0 && code == 0 && S(text) == f->cancel_target_) {
+      // Inside the observer the lock is held: set the flag directly.
+      f->channel_.cancel = 1;
+    }
+  }
+
+  // The temporary directory holds nothing but the staging file.
+  void ExpectTempHoldsOnlyStaging() {
+    std::string staging = S(kit_.stagingPath);
+    std::string name = staging.substr(staging.rfind('/') + 1);
+    EXPECT_EQ(std::vector<std::string>{name}, Names(temp_));
+    EXPECT_EQ(0u, name.rfind("edf", 0)) << name;
+  }
+
+  std::string root_, temp_, source_, templ_, kit_path_, old_tmpdir_;
+  DistributionKit kit_;
+  ProgressChannel channel_;
+  std::vector<Post> posts_;
+  int cancel_at_ = -1;
+  std::string cancel_target_;
+};
+
+}  // namespace kitsetup::testing
+
+#endif

@@ -1,0 +1,126 @@
+// The worker thread: it repeats successful runs until stopped, starts no run
+// after a failed one, and FinishWorker never leaves a run half done.
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "install/install_fixture.h"
+#include "install/worker_thread.h"
+
+namespace kitsetup::testing {
+namespace {
+
+const time_t kT0 = 1600000000;
+
+bool WaitFor(const std::function<bool()>& condition, int seconds = 20) {
+  auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+std::atomic<int> g_finish_posts{0};
+void CountFinishes(void*, uint32_t code, const TextString&, int32_t percent) {
+  if (code == 0 && percent == 100) ++g_finish_posts;
+}
+
+class WorkerTest : public InstallFixture {
+ protected:
+  void Start(WorkerThread& worker) {
+    InitChannel(&channel_);
+    StartRequest(&channel_, &kit_, T(templ_));
+    worker.finishPauseMs = 0;
+    StartWorker(&worker, &channel_);
+    ASSERT_EQ(0, worker.createResult);
+  }
+};
+
+TEST_F(WorkerTest, RepeatsSuccessfulRunsUntilStopped) {
+  Source("a.txt", "a", kT0);
+  Source("b/c.txt", "c", kT0);
+  PackAndLoad();
+  g_finish_posts = 0;
+  WorkerThread worker;
+  Start(worker);
+  SetProgressObserver(&channel_, &CountFinishes, nullptr);
+
+  ASSERT_TRUE(WaitFor([] { return g_finish_posts >= 3; }));
+  FinishWorker(&worker);
+
+  EXPECT_TRUE(worker.finished);
+  EXPECT_EQ(0u, worker.lastResult);
+  EXPECT_GE(worker.runs, 3u);
+  EXPECT_EQ("c", ReadFile(templ_ + "/b/c.txt"));
+  ExpectTempHoldsOnlyStaging();  // every run removed its own backup
+}
+
+uint32_t FailEveryWrite(const TextString&, uint32_t access, uint32_t) {
+  return (access & kAccessWrite) ? 87u : 0u;
+}
+
+TEST_F(WorkerTest, StartsNoRunAfterAFailedOne) {
+  Source("a.txt", "a", kT0);
+  PackAndLoad();
+  SetOpenFaultHook(&FailEveryWrite);
+  WorkerThread worker;
+  Start(worker);
+
+  // Nobody asks it to stop: the failure alone ends the thread.
+  ASSERT_TRUE(WaitFor([&] { return worker.finished.load(); }));
+  FinishWorker(&worker);
+
+  EXPECT_EQ(1u, worker.runs);
+  EXPECT_EQ(87u, worker.lastResult);
+  uint32_t code = 0;
+  ReadProgress(&channel_, &code, nullptr, nullptr);
+  EXPECT_EQ(87u, code);
+}
+
+// Holds the worker inside the open of one target until the run is told to
+// cancel, so that FinishWorker surely meets a run in the middle.
+std::string g_hold_target;
+std::atomic<bool> g_held{false};
+ProgressChannel* g_channel = nullptr;
+uint32_t HoldUntilCancelled(const TextString& path, uint32_t access, uint32_t) {
+  if ((access & kAccessWrite) && S(path) == g_hold_target) {
+    g_held = true;
+    while (!IsCancelled(g_channel)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return 0;
+}
+
+TEST_F(WorkerTest, FinishWorkerCancelsTheRunAndWaitsForItsRollback) {
+  for (int i = 0; i < 6; ++i) Source("new/f" + std::to_string(i) + ".txt", "new", kT0 + 100);
+  Source("a_old.txt", "replacement", kT0 + 100);
+  PackAndLoad();
+  WriteFile(templ_ + "/a_old.txt", "the original", kT0);
+  WriteFile(templ_ + "/mine.txt", "mine", kT0);
+  const Snapshot before = TakeSnapshot(templ_);
+  g_hold_target = templ_ + "/new/f3.txt";
+  g_held = false;
+  g_channel = &channel_;
+  SetOpenFaultHook(&HoldUntilCancelled);
+  WorkerThread worker;
+  Start(worker);
+
+  ASSERT_TRUE(WaitFor([] { return g_held.load(); }));
+  FinishWorker(&worker);
+
+  EXPECT_TRUE(worker.finished);
+  EXPECT_EQ(1u, worker.runs);
+  EXPECT_EQ(1223u, worker.lastResult);
+  EXPECT_EQ(before, TakeSnapshot(templ_));
+  ExpectTempHoldsOnlyStaging();
+}
+
+TEST(WorkerThread, FinishWorkerWithoutAStartIsHarmless) {
+  WorkerThread worker;
+  FinishWorker(&worker);
+  FinishWorker(&worker);
+  EXPECT_EQ(1, worker.stop.load());
+}
+
+}  // namespace
+}  // namespace kitsetup::testing

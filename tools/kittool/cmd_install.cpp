@@ -1,0 +1,365 @@
+// kittool install: installs a kit into a template directory the way the
+// wizard does (the same job on the same worker thread, through the same
+// channel), showing its progress on standard error.
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/encoding.h"
+#include "core/error_codes.h"
+#include "core/file_system.h"
+#include "core/messages.h"
+#include "install/progress_channel.h"
+#include "install/worker_thread.h"
+#include "kit/distribution_kit.h"
+#include "kit/file_handle.h"
+#include "launcher/template_dirs.h"
+#include "tools/kittool/commands.h"
+
+namespace kittool {
+namespace {
+
+using kitsetup::TextString;
+
+const char kInstallUsage[] =
+    "usage: kittool install [--quiet] [--register] KIT TEMPLATE_DIR\n"
+    "\n"
+    "Installs every file of KIT into TEMPLATE_DIR. Files that are as new as the\n"
+    "kit's are kept; replaced files are backed up and put back if the\n"
+    "installation fails or is interrupted (Ctrl-C), and whatever it created is\n"
+    "removed again, so TEMPLATE_DIR is then exactly as before.\n"
+    "\n"
+    "  --quiet     print errors only\n"
+    "  --register  on success, put TEMPLATE_DIR first in the launcher's list of\n"
+    "              template directories, as the installer does\n"
+    "\n"
+    "Exit codes: 0 installed, 1 failed or interrupted, 2 bad usage,\n"
+    "3 kit missing or damaged.\n";
+
+volatile sig_atomic_t g_signal = 0;
+
+void OnSignal(int signal_number) { g_signal = signal_number; }
+
+// UTF-8 for the terminal, converted here rather than through the locale:
+// the locale conversions switch the process locale, which the worker thread
+// is doing at the same time.
+std::string Bytes(const TextString& text) {
+  std::string out;
+  for (size_t i = 0; i < text.length(); ++i) {
+    uint32_t c = text[i];
+    if (c >= 0xD800 && c < 0xDC00 && i + 1 < text.length() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] < 0xE000) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+      ++i;
+    }
+    if (c < 0x80) {
+      out += static_cast<char>(c);
+    } else if (c < 0x800) {
+      out += static_cast<char>(0xC0 | (c >> 6));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      out += static_cast<char>(0xE0 | (c >> 12));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      out += static_cast<char>(0xF0 | (c >> 18));
+      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  return out;
+}
+
+TextString Text(const char* bytes) { return kitsetup::FromLocaleBytes(bytes, std::strlen(bytes)); }
+
+double Seconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec + now.tv_nsec / 1e9;
+}
+
+std::string Amount(uint64_t bytes) {
+  char out[32];
+  if (bytes < 1024 * 1024)
+    std::snprintf(out, sizeof out, "%.1f KB", bytes / 1024.0);
+  else
+    std::snprintf(out, sizeof out, "%.1f MB", bytes / (1024.0 * 1024.0));
+  return out;
+}
+
+// Draws the progress. The channel says which file is being processed; the
+// kit's entry table (processed in order) turns that into files and bytes done.
+class ProgressView {
+ public:
+  ProgressView(const kitsetup::DistributionKit& kit, const TextString& directory, bool quiet)
+      : kit_(kit), directory_(directory), quiet_(quiet), tty_(isatty(STDERR_FILENO) == 1) {
+    start_ = Seconds();
+    for (const kitsetup::KitEntry& entry : kit.entries) total_bytes_ += entry.dataSize;
+  }
+
+  void Update(int32_t percent, const TextString& text, bool final_state) {
+    if (quiet_) return;
+    bool finished = final_state && percent >= 100;
+    if (finished) {
+      cursor_ = kit_.entries.size();
+      done_bytes_ = total_bytes_;
+      current_.clear();
+    } else {
+      Advance(text);
+    }
+    double now = Seconds();
+    bool file_changed = cursor_ != drawn_cursor_;
+    bool percent_changed = percent != drawn_percent_;
+    if (!finished && !percent_changed && !file_changed) return;
+    // A terminal line is redrawn in place, up to 20 times a second; a log
+    // gets a line for each percent and at most 10 more a second.
+    double gap = tty_ ? 0.05 : 0.1;
+    if (!finished && !percent_changed && now - last_draw_ < gap) return;
+    if (!finished && tty_ && now - last_draw_ < gap) return;
+    Draw(percent, now);
+    drawn_cursor_ = cursor_;
+    drawn_percent_ = percent;
+    last_draw_ = now;
+  }
+
+  void EndLine() {
+    if (!quiet_ && tty_ && last_draw_ > 0) std::fputc('\n', stderr);
+  }
+
+ private:
+  // Moves the cursor forward to the entry whose target the channel shows.
+  void Advance(const TextString& text) {
+    if (text.length() <= directory_.length()) return;
+    for (size_t i = cursor_; i < kit_.entries.size(); ++i) {
+      if (NamesTarget(kit_.entries[i].name, text)) {
+        for (size_t j = cursor_; j < i; ++j) done_bytes_ += kit_.entries[j].dataSize;
+        cursor_ = i;
+        current_ = Bytes(text.substr(directory_.length()));
+        return;
+      }
+    }
+  }
+
+  bool NamesTarget(const TextString& name, const TextString& target) const {
+    size_t base = directory_.length();
+    if (target.length() != base + name.length()) return false;
+    for (size_t k = 0; k < name.length(); ++k) {
+      char16_t unit = name[k] == u'\\' ? u'/' : name[k];
+      if (target[base + k] != unit) return false;
+    }
+    return true;
+  }
+
+  void Draw(int32_t percent, double now) {
+    const int kBar = 24;
+    int shown = percent < 0 ? 0 : percent > 100 ? 100 : percent;
+    int filled = shown * kBar / 100;
+    std::string bar(filled, '#');
+    bar.append(kBar - filled, '-');
+    long elapsed = static_cast<long>(now - start_);
+    char head[160];
+    std::snprintf(head, sizeof head, "[%s] %3d%%  %zu/%zu files  %s/%s  %ld:%02ld", bar.c_str(), shown,
+                  cursor_, kit_.entries.size(), Amount(done_bytes_).c_str(),
+                  Amount(total_bytes_).c_str(), elapsed / 60, elapsed % 60);
+    std::string line = head;
+    if (!current_.empty()) line += "  " + current_;
+    if (tty_) {
+      winsize size{};
+      size_t width = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col ? size.ws_col : 80;
+      if (line.size() >= width) line.resize(width - 1);
+      std::fprintf(stderr, "\r%s\x1b[K", line.c_str());
+    } else {
+      std::fprintf(stderr, "%s\n", line.c_str());
+    }
+    std::fflush(stderr);
+  }
+
+  const kitsetup::DistributionKit& kit_;
+  TextString directory_;
+  bool quiet_;
+  bool tty_;
+  double start_ = 0;
+  double last_draw_ = 0;
+  size_t cursor_ = 0;
+  size_t drawn_cursor_ = static_cast<size_t>(-1);
+  int32_t drawn_percent_ = -1;
+  uint64_t done_bytes_ = 0;
+  uint64_t total_bytes_ = 0;
+  std::string current_;
+};
+
+void PrintError(uint32_t code, const TextString& text) {
+  std::fprintf(stderr, "error %u: %s\n", code, Bytes(text).c_str());
+}
+
+// Paths and messages go through the locale; a bare environment gets UTF-8
+// so that non-ASCII names survive the conversions.
+void EnsureUtf8Locale() {
+  const char* vars[] = {"LC_ALL", "LC_CTYPE", "LANG"};
+  for (const char* var : vars) {
+    const char* value = std::getenv(var);
+    if (value && *value) return;
+  }
+  setenv("LC_CTYPE", "C.UTF-8", 1);
+}
+
+struct SignalGuard {
+  struct sigaction old_int {}, old_term {};
+  SignalGuard() {
+    struct sigaction action {};
+    action.sa_handler = OnSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, &old_int);
+    sigaction(SIGTERM, &action, &old_term);
+  }
+  ~SignalGuard() {
+    sigaction(SIGINT, &old_int, nullptr);
+    sigaction(SIGTERM, &old_term, nullptr);
+  }
+};
+
+// The worker is started with SIGINT and SIGTERM blocked, so the signals
+// reach the main thread and never interrupt the job's own calls.
+void StartWorkerShielded(kitsetup::WorkerThread* worker, kitsetup::ProgressChannel* channel) {
+  sigset_t block, previous;
+  sigemptyset(&block);
+  sigaddset(&block, SIGINT);
+  sigaddset(&block, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &block, &previous);
+  kitsetup::StartWorker(worker, channel);
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+}
+
+int Register(const TextString& directory, bool quiet) {
+  kitsetup::TemplateProposal proposal;
+  kitsetup::ProposeTemplateDirectory(proposal);
+  std::vector<TextString> written = kitsetup::RecordInstalledDirectory(
+      proposal.dirList, directory, proposal.flagA, proposal.flagB);
+  if (written.empty()) {
+    std::fprintf(stderr, "kittool: the template directory was not recorded in any launcher file\n");
+    return kExitFailed;
+  }
+  if (!quiet)
+    for (const TextString& path : written)
+      std::fprintf(stderr, "registered in %s\n", Bytes(path).c_str());
+  return kExitOk;
+}
+
+}  // namespace
+
+int RunInstall(int argc, char** argv) {
+  bool quiet = false;
+  bool register_dir = false;
+  std::vector<const char*> operands;
+  for (int i = 0; i < argc; ++i) {
+    if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
+      std::fputs(kInstallUsage, stdout);
+      return kExitOk;
+    }
+    if (!std::strcmp(argv[i], "--quiet") || !std::strcmp(argv[i], "-q")) {
+      quiet = true;
+    } else if (!std::strcmp(argv[i], "--register")) {
+      register_dir = true;
+    } else if (argv[i][0] == '-' && argv[i][1] != '\0') {
+      std::fprintf(stderr, "kittool install: unknown option '%s'\n\n%s", argv[i], kInstallUsage);
+      return kExitUsage;
+    } else {
+      operands.push_back(argv[i]);
+    }
+  }
+  if (operands.size() != 2 || !*operands[0] || !*operands[1]) {
+    std::fputs(kInstallUsage, stderr);
+    return kExitUsage;
+  }
+
+  EnsureUtf8Locale();
+  kitsetup::SetCurrentLanguage(kitsetup::LanguageFromCode(kitsetup::ByteString("en")));
+
+  kitsetup::DistributionKit kit;
+  kitsetup::KitProblem problem;
+  TextString kit_path = Text(operands[0]);
+  uint32_t code = kitsetup::LoadKit(kit, kit_path, &problem);
+  if (code != kitsetup::kOk) {
+    bool missing = access(operands[0], F_OK) != 0;
+    PrintError(code, kitsetup::LookupMessage(missing ? "IDS_ERROR_NOSOURCE" : "IDS_ERROR_DAMAGEDSOURCE"));
+    if (!problem.what.empty()) std::fprintf(stderr, "kittool: %s\n", problem.what.c_str());
+    return kExitBadKit;
+  }
+
+  kitsetup::ProgressChannel channel;
+  kitsetup::InitChannel(&channel);
+  TextString directory = Text(operands[1]);
+  kitsetup::StartRequest(&channel, &kit, directory);
+  TextString requested;
+  kitsetup::ReadRequest(&channel, nullptr, &requested);
+
+  ProgressView view(kit, requested, quiet);
+  // Remembers the last file posted, which a poll may have missed before the
+  // error post replaced it.
+  TextString last_target;
+  kitsetup::SetProgressObserver(
+      &channel,
+      [](void* context, uint32_t posted, const TextString& text, int32_t percent) {
+        if (posted == kitsetup::kOk && percent < 100) static_cast<TextString*>(context)->assign(text.data(), text.length());
+      },
+      &last_target);
+  uint32_t result = kitsetup::kOk;
+  {
+    SignalGuard signals;
+    kitsetup::WorkerThread worker;
+    worker.singleRun = true;
+    worker.finishPauseMs = 0;  // nothing to look at: kittool ends at once
+    StartWorkerShielded(&worker, &channel);
+    if (worker.createResult != 0) {
+      result = kitsetup::kErrInvalidParameter;
+    } else {
+      uint32_t posted = 0;
+      TextString text;
+      int32_t percent = 0;
+      while (!worker.finished) {
+        if (g_signal) {
+          // The job stops after its current file and rolls back.
+          kitsetup::FinishWorker(&worker);
+          break;
+        }
+        kitsetup::ReadProgress(&channel, &posted, &text, &percent);
+        view.Update(percent, text, false);
+        usleep(10 * 1000);
+      }
+      kitsetup::FinishWorker(&worker);
+      result = worker.lastResult;
+      kitsetup::ReadProgress(&channel, &posted, &text, &percent);
+      if (result == kitsetup::kOk) view.Update(percent, text, true);
+      view.EndLine();
+      if (result != kitsetup::kOk && result != kitsetup::kErrCancelled) {
+        PrintError(result, text);
+        // Read after the join, so the worker's last write is visible.
+        if (!last_target.empty())
+          std::fprintf(stderr, "kittool: failed at %s\n", Bytes(last_target).c_str());
+      }
+    }
+  }
+
+  // The staging file is this run's alone: remove it whatever the outcome.
+  kitsetup::CloseFileHandle(kit.dataHandle);
+  kit.dataHandle = kitsetup::kNoHandle;
+  kitsetup::RemoveFile(kit.stagingPath);
+
+  if (result == kitsetup::kErrCancelled) {
+    PrintError(result, kitsetup::LookupMessage("IDS_CANCEL_FINISH"));
+    return kExitFailed;
+  }
+  if (result != kitsetup::kOk) return kExitFailed;
+  if (register_dir) return Register(requested, quiet);
+  return kExitOk;
+}
+
+}  // namespace kittool
