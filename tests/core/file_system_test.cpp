@@ -50,10 +50,29 @@ TEST(ReadCommandLine, KeepsTheFirstLineWithoutItsLastByte) {
   EXPECT_EQ(ReadCommandLine(Text("printf '%0300d' 0")).length(), 253u);
 }
 
+TEST(FastPathSwitch, EnvironmentTurnsThemOffAtStart) {
+  const char* value = getenv("KITSETUP_NO_FAST_PATHS");
+  if (value != nullptr && std::string(value) == "1") {
+    EXPECT_FALSE(FastPathsEnabled());
+    return;
+  }
+  EXPECT_TRUE(FastPathsEnabled());
+  char self[4096];
+  const ssize_t n = readlink("/proc/self/exe", self, sizeof(self) - 1);
+  if (n <= 0) GTEST_SKIP() << "no /proc/self/exe to start again";
+  const std::string again = "KITSETUP_NO_FAST_PATHS=1 '" + std::string(self, n) +
+                            "' --gtest_filter=FastPathSwitch.* >/dev/null";
+  EXPECT_EQ(system(again.c_str()), 0);
+}
+
 class FileOps : public ::testing::TestWithParam<bool> {
  protected:
-  void SetUp() override { SetFastPathsEnabled(GetParam()); }
-  void TearDown() override { SetFastPathsEnabled(true); }
+  void SetUp() override {
+    was_ = FastPathsEnabled();
+    SetFastPathsEnabled(GetParam());
+  }
+  void TearDown() override { SetFastPathsEnabled(was_); }
+  bool was_ = true;
   ScratchDir dir_;
 };
 
@@ -200,9 +219,10 @@ INSTANTIATE_TEST_SUITE_P(BothPaths, FileOps, ::testing::Bool(),
 class FakeTools : public ::testing::Test {
  protected:
   void SetUp() override {
+    was_ = FastPathsEnabled();
     path_ = std::make_unique<ScopedEnv>("PATH", (bin_.path() + ":/usr/bin:/bin").c_str());
   }
-  void TearDown() override { SetFastPathsEnabled(true); }
+  void TearDown() override { SetFastPathsEnabled(was_); }
   void Fake(const std::string& tool, int status) {
     WriteFile(bin_.At(tool), "#!/bin/sh\necho " + tool + " >>'" + bin_.At("calls") + "'\nexit " +
                                  std::to_string(status) + "\n");
@@ -211,6 +231,7 @@ class FakeTools : public ::testing::Test {
   std::string Calls() { return ReadFile(bin_.At("calls")); }
   ScratchDir bin_, dir_;
   std::unique_ptr<ScopedEnv> path_;
+  bool was_ = true;
 };
 
 TEST_F(FakeTools, CommandStatusesMapToTheirCodes) {
