@@ -44,30 +44,81 @@ const char16_t* launcher_dir(uint32_t legacy_dir) {
 
 TextString templates_key() { return TextString(kConfigKeys[kTemplatesLocationKey]); }
 
-// compare_nocase against many candidates: the needle is converted once.
-class NoCaseNeedle {
+// Equality under compare_nocase is strcasecmp of the locale bytes. Every
+// conversion brackets setlocale, which costs microseconds, so each text is
+// converted once and the byte forms are compared; without that a file of a
+// few thousand lines took seconds.
+bool same_nocase(const ByteString& a, const ByteString& b) {
+  return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+// Texts seen so far, in their byte forms.
+class NoCaseSet {
  public:
-  explicit NoCaseNeedle(const TextString& text) : bytes_(ToLocaleBytes(text)) {}
-  bool Matches(const TextString& other) const {
-    return strcasecmp(ToLocaleBytes(other).c_str(), bytes_.c_str()) == 0;
+  bool Contains(const ByteString& bytes) const {
+    return std::any_of(items_.begin(), items_.end(),
+                       [&](const ByteString& item) { return same_nocase(item, bytes); });
+  }
+  void Add(ByteString bytes) { items_.push_back(std::move(bytes)); }
+  // True, and remembered, when no equal text was there.
+  bool Insert(const TextString& text) {
+    ByteString bytes = ToLocaleBytes(text);
+    if (Contains(bytes)) return false;
+    Add(std::move(bytes));
+    return true;
   }
 
  private:
-  ByteString bytes_;
+  std::vector<ByteString> items_;
+};
+
+// A ConfigList with the byte forms of its keys and values beside it, so that
+// adding many lines does not convert the whole list again for each one.
+class IndexedList {
+ public:
+  explicit IndexedList(ConfigList& list) : list_(list) {
+    for (const ConfigEntry& entry : list_) {
+      keys_.push_back(ToLocaleBytes(entry.key));
+      values_.emplace_back();
+      for (const TextString& v : entry.values) values_.back().Add(ToLocaleBytes(v));
+    }
+  }
+
+  // The add_value rule: refuse a value the key already holds, else append
+  // it to the last entry of that key, else append a new entry.
+  bool Add(const TextString& key, const TextString& value) {
+    ByteString key_bytes = ToLocaleBytes(key);
+    ByteString value_bytes = ToLocaleBytes(value);
+    size_t last = kNone;
+    for (size_t i = 0; i < keys_.size(); ++i) {
+      if (!same_nocase(keys_[i], key_bytes)) continue;
+      if (values_[i].Contains(value_bytes)) return false;
+      last = i;
+    }
+    if (last == kNone) {
+      list_.push_back(ConfigEntry{key, {}});
+      keys_.push_back(std::move(key_bytes));
+      values_.emplace_back();
+      last = list_.size() - 1;
+    }
+    list_[last].values.push_back(value);
+    values_[last].Add(std::move(value_bytes));
+    return true;
+  }
+
+ private:
+  static constexpr size_t kNone = static_cast<size_t>(-1);
+  ConfigList& list_;
+  std::vector<ByteString> keys_;
+  std::vector<NoCaseSet> values_;
 };
 
 const ConfigEntry* find_entry(const ConfigList& list, const TextString& key) {
-  NoCaseNeedle needle(key);
+  ByteString wanted = ToLocaleBytes(key);
   for (const ConfigEntry& entry : list) {
-    if (needle.Matches(entry.key)) return &entry;
+    if (same_nocase(ToLocaleBytes(entry.key), wanted)) return &entry;
   }
   return nullptr;
-}
-
-bool contains_nocase(const std::vector<TextString>& values, const TextString& value) {
-  NoCaseNeedle needle(value);
-  return std::any_of(values.begin(), values.end(),
-                     [&](const TextString& v) { return needle.Matches(v); });
 }
 
 // The last two steps of normalising a directory list, shared by reading and
@@ -79,8 +130,9 @@ void terminate_and_dedupe(std::vector<TextString>& values) {
   }
   std::vector<TextString> kept;
   kept.reserve(values.size());
+  NoCaseSet seen;
   for (TextString& v : values) {
-    if (!contains_nocase(kept, v)) kept.push_back(std::move(v));
+    if (seen.Insert(v)) kept.push_back(std::move(v));
   }
   values.swap(kept);
 }
@@ -122,13 +174,13 @@ class LineScanner {
   }
 
   void EndLine() {
-    if (!key_.empty() || !value_.empty()) add_value(list_, key_, value_);
+    if (!key_.empty() || !value_.empty()) list_.Add(key_, value_);
     key_.clear();
     value_.clear();
     state_ = kKey;
   }
 
-  ConfigList& list_;
+  IndexedList list_;
   State state_ = kKey;
   size_t used_ = 0;
   char16_t buffer_[kConfigScanBufferUnits];
@@ -211,9 +263,9 @@ void retry_write_user(const LauncherConfig& config) {
 
 void set_templates(ConfigList& list, const std::vector<TextString>& values) {
   TextString key = templates_key();
-  NoCaseNeedle needle(key);
+  ByteString wanted = ToLocaleBytes(key);
   auto it = std::find_if(list.begin(), list.end(),
-                         [&](const ConfigEntry& e) { return needle.Matches(e.key); });
+                         [&](const ConfigEntry& e) { return same_nocase(ToLocaleBytes(e.key), wanted); });
   if (it == list.end()) {
     if (!values.empty()) list.push_back(ConfigEntry{key, values});
   } else if (values.empty()) {
@@ -264,22 +316,7 @@ void load(LauncherConfig& config) {
 }
 
 bool add_value(ConfigList& list, const TextString& key, const TextString& value) {
-  NoCaseNeedle key_needle(key);
-  NoCaseNeedle value_needle(value);
-  ConfigEntry* last = nullptr;
-  for (ConfigEntry& entry : list) {
-    if (!key_needle.Matches(entry.key)) continue;
-    for (const TextString& v : entry.values) {
-      if (value_needle.Matches(v)) return false;
-    }
-    last = &entry;
-  }
-  if (last != nullptr) {
-    last->values.push_back(value);
-  } else {
-    list.push_back(ConfigEntry{key, {value}});
-  }
-  return true;
+  return IndexedList(list).Add(key, value);
 }
 
 std::vector<TextString> get_values(const LauncherConfig& config, const TextString& key,
@@ -287,11 +324,12 @@ std::vector<TextString> get_values(const LauncherConfig& config, const TextStrin
   const ConfigList* const all_first[] = {&config.user, &config.common, &config.extra, &config.user};
   const ConfigList* const extra_first[] = {&config.extra, &config.common, &config.user, &config.user};
   std::vector<TextString> values;
+  NoCaseSet taken;
   for (const ConfigList* list : include_all ? all_first : extra_first) {
     const ConfigEntry* entry = find_entry(*list, key);
     if (entry == nullptr) continue;
     for (const TextString& v : entry->values) {
-      if (!contains_nocase(values, v)) values.push_back(v);
+      if (taken.Insert(v)) values.push_back(v);
     }
   }
   const TextString backslash(u"\\");

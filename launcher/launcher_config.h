@@ -46,7 +46,9 @@ constexpr size_t kConfigKeyCount = 7;
 extern const char16_t* const kConfigKeys[kConfigKeyCount];
 constexpr size_t kTemplatesLocationKey = 6;  // "ConfigurationTemplatesLocation"
 
-// Units the reader collects before handing them on to a key or a value.
+// Units the reader collects before handing them on to a key or a value; a
+// full buffer is handed on and reused, so long keys and values are kept
+// whole. UTF-16 files are also read in pieces of this many units.
 constexpr size_t kConfigScanBufferUnits = 2048;
 
 // Where the files lie (plain concatenation on ExpandHome()):

@@ -3,10 +3,12 @@
 // front of the remaining bytes, even writes them as they are (so inputs that
 // begin with FF FE themselves reach the UTF-16 path too).
 #include <stdlib.h>
+#include <strings.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "core/encoding.h"
 #include "launcher/launcher_config.h"
@@ -39,16 +41,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   // What the reader promises: keys unique, and each key's values unique,
   // under the case-insensitive comparison; no entry without a value.
-  for (size_t i = 0; i < list.size(); ++i) {
-    if (list[i].values.empty()) abort();
-    for (size_t j = i + 1; j < list.size(); ++j) {
-      if (kitsetup::compare_nocase(list[i].key, list[j].key) == 0) abort();
-    }
-    const auto& values = list[i].values;
+  std::vector<kitsetup::ByteString> keys;
+  for (const auto& entry : list) {
+    if (entry.values.empty()) abort();
+    keys.push_back(kitsetup::ToLocaleBytes(entry.key));
+    std::vector<kitsetup::ByteString> values;
+    for (const auto& v : entry.values) values.push_back(kitsetup::ToLocaleBytes(v));
     for (size_t a = 0; a < values.size(); ++a) {
       for (size_t b = a + 1; b < values.size(); ++b) {
-        if (kitsetup::compare_nocase(values[a], values[b]) == 0) abort();
+        if (strcasecmp(values[a].c_str(), values[b].c_str()) == 0) abort();
       }
+    }
+  }
+  for (size_t a = 0; a < keys.size(); ++a) {
+    for (size_t b = a + 1; b < keys.size(); ++b) {
+      if (strcasecmp(keys[a].c_str(), keys[b].c_str()) == 0) abort();
     }
   }
 
