@@ -10,57 +10,42 @@
 namespace kitsetup {
 namespace {
 
-using kitsetup_test::RunInChild;
-using kitsetup_test::ScratchDir;
 using kitsetup_test::ToStd;
 
-std::string Locate(const char* exe) {
-  return ToStd(LocateKitFile(false, ByteString(exe), ByteString("/ignored")));
-}
-
 TEST(KitLocation, PathRule) {
-  EXPECT_EQ(Locate("/Apps/Kit/Setup.app/Contents/MacOS/Setup"), "/Apps/Kit/mivo.efd");
-  EXPECT_EQ(Locate("/opt/x/setup"), "/opt/x/mivo.efd");
-  // The last bundle wins: an app inside an app's resources.
-  EXPECT_EQ(Locate("/A/Outer.app/Contents/MacOS/Inner.app/Contents/MacOS/Setup"),
-            "/A/Outer.app/Contents/MacOS/mivo.efd");
-  // The bundle tail at the very end, and a bundle right under the root.
-  EXPECT_EQ(Locate("/k/S.app/Contents/MacOS"), "/k/mivo.efd");
-  EXPECT_EQ(Locate("/S.app/Contents/MacOS/S"), "/mivo.efd");
-  // Exactly 19 bytes: the tail itself, with no "/" before it.
-  EXPECT_EQ(Locate(".app/Contents/MacOS"), ".app/Contents/MacOS/mivo.efd");
-  // The tail is found as bytes, also inside a longer name; a near miss is
-  // an ordinary directory.
-  EXPECT_EQ(Locate("/k/S.app/Contents/MacOSX/S"), "/k/mivo.efd");
-  EXPECT_EQ(Locate("/k/S.app/Contents/MacO/S"), "/k/S.app/Contents/MacO/mivo.efd");
-  // No "/" at all keeps the whole path; a bundle without a parent "/" too.
-  EXPECT_EQ(Locate("setup"), "setup/mivo.efd");
-  EXPECT_EQ(Locate("S.app/Contents/MacOS/S"), "S.app/Contents/MacOS/S/mivo.efd");
-  EXPECT_EQ(Locate("/setup"), "/mivo.efd");
-  // An unknown own path gives no kit path at all.
-  EXPECT_EQ(Locate(""), "");
+  const char* cases[][2] = {
+      {"/Apps/Kit/Setup.app/Contents/MacOS/Setup", "/Apps/Kit/mivo.efd"},
+      {"/opt/x/setup", "/opt/x/mivo.efd"},
+      // The last bundle wins.
+      {"/A/O.app/Contents/MacOS/I.app/Contents/MacOS/S", "/A/O.app/Contents/MacOS/mivo.efd"},
+      {"/k/S.app/Contents/MacOS", "/k/mivo.efd"},
+      {"/S.app/Contents/MacOS/S", "/mivo.efd"},
+      // The tail is matched as bytes, also inside a longer name; a near miss is a directory.
+      {"/k/S.app/Contents/MacOSX/S", "/k/mivo.efd"},
+      {"/k/S.app/Contents/MacO/S", "/k/S.app/Contents/MacO/mivo.efd"},
+      // Without a "/" before the point found, the whole path is kept.
+      {".app/Contents/MacOS", ".app/Contents/MacOS/mivo.efd"},
+      {"S.app/Contents/MacOS/S", "S.app/Contents/MacOS/S/mivo.efd"},
+      {"setup", "setup/mivo.efd"},
+      {"", ""},  // own path unknown: no kit path at all
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ToStd(LocateKitFile(false, c[0], "/ignored")), c[1]) << c[0];
+  }
+  EXPECT_EQ(ToStd(LocateKitFile(true, cases[0][0], "/srv/kits")), "/srv/kits/mivo.efd");
+  EXPECT_EQ(ToStd(LocateKitFile(true, cases[0][0], "")), "");
 }
 
-TEST(KitLocation, UseCwdTakesTheWorkingDirectory) {
-  EXPECT_EQ(ToStd(LocateKitFile(true, ByteString("/Apps/Kit/Setup.app/Contents/MacOS/Setup"),
-                                ByteString("/srv/kits"))),
-            "/srv/kits/mivo.efd");
-  EXPECT_EQ(ToStd(LocateKitFile(true, ByteString("/opt/x/setup"), ByteString())), "");
-
-  ScratchDir dir;
-  const std::string found = RunInChild([&] {
-    if (chdir(dir.path().c_str()) != 0) return std::string("chdir failed");
-    return ToStd(LocateKitFile(true));
-  });
-  EXPECT_EQ(found, dir / "mivo.efd");
-}
-
-TEST(KitLocation, OwnExecutableIsThisTestProgram) {
+TEST(KitLocation, ThisProcess) {
   const std::string self = ExecutablePath().c_str();
-  ASSERT_FALSE(self.empty());
   EXPECT_EQ(self.substr(self.rfind('/') + 1), "app_tests");
   EXPECT_EQ(access(self.c_str(), X_OK), 0);
   EXPECT_EQ(ToStd(LocateKitFile(false)), self.substr(0, self.rfind('/')) + "/mivo.efd");
+  kitsetup_test::ScratchDir dir;
+  EXPECT_EQ(kitsetup_test::RunInChild([&] {
+              return chdir(dir.path.c_str()) == 0 ? ToStd(LocateKitFile(true)) : "chdir failed";
+            }),
+            dir / "mivo.efd");
 }
 
 }  // namespace
