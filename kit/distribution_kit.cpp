@@ -201,7 +201,7 @@ uint32_t LoadKit(DistributionKit& kit, const TextString& kit_path, KitProblem* p
     kit.dataHandle = kNoHandle;
   }
   if (!kit.stagingPath.empty()) RemoveFile(kit.stagingPath);
-  if (p.what.empty()) p.what = "the unpacked kit cannot be read (error " + std::to_string(code) + ")";
+  if (p.what.empty()) p.what = "the unpacked kit cannot be read";
   return code;
 }
 
