@@ -56,6 +56,10 @@ class CInstallerDlg : public CWnd, public InstallerState {
   void OnNextFromDir();
   void Finish();
   void RunInstallation();
+  void OnBrowse();  // the destination page's "..." button
+  // Stops the install worker and waits for it (cancelling a run that has not
+  // finished); later calls do nothing. Called before the process ends.
+  void StopWorker();
   void GetKitTexts(const TextString& code, TextString& product, TextString& vendor);
   TextString GetDescriptionFile(const TextString& code);
 
@@ -75,6 +79,7 @@ class CInstallerDlg : public CWnd, public InstallerState {
   int m_height = 360;
   ByteString m_title;
   ExtNSWindow* m_window = nullptr;
+  bool m_workerStopped = false;
 };
 
 // The one modal message routine: returns 1 Yes, 2 No, 3 OK, 0 otherwise.

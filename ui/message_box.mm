@@ -1,0 +1,74 @@
+// ShowMessage: every modal message of the installer, as an NSAlert. Callers
+// speak in message-box types and answers (see app/installer_state.h); the
+// button titles stay English in every interface language.
+#import <AppKit/AppKit.h>
+
+#include "app/event_log.h"
+#import "ui/delegates.h"
+#include "ui/installer_dialog.h"
+#include "ui/ns_text.h"
+#import "ui/pictures.h"
+#import "ui/platform.h"
+
+namespace kitsetup {
+namespace {
+
+const NSUInteger kTitledClosable = 3;
+const NSInteger kFirstButton = 1000;
+const NSInteger kSecondButton = 1001;
+// NSAlert styles by number: warning 0, informational 1, critical 2.
+const NSUInteger kWarningStyle = 0;
+const NSUInteger kInformationalStyle = 1;
+const NSUInteger kCriticalStyle = 2;
+
+void SetIconAndStyle(NSAlert* alert, uint32_t type) {
+  const uint32_t kind = type & 0xFF000000u;
+  const std::vector<unsigned char>* picture = nullptr;
+  NSUInteger style = kInformationalStyle;
+  if (kind == kMessageError) {
+    picture = &ErrorPictureBytes();
+    style = kCriticalStyle;
+  } else if (kind == kMessageQuestion) {
+    picture = &QuestionPictureBytes();
+    style = kWarningStyle;
+  }
+  if (picture != nullptr) {
+    NSImage* icon = NewImageFromBytes(*picture);
+    [alert setIcon:icon];
+    [icon release];
+  }
+  [alert setAlertStyle:(NSAlertStyle)style];
+}
+
+}  // namespace
+
+int ShowMessage(CWnd* dialog, const TextString& text, uint32_t type) {
+  NSAlert* alert = [[NSAlert alloc] init];
+  SetIconAndStyle(alert, type);
+
+  const bool yesNo = (type & 0xFF) == kMessageYesNo;
+  if (yesNo) {
+    [[alert addButtonWithTitle:@"Yes"] setKeyEquivalent:@"\r"];
+    [[alert addButtonWithTitle:@"No"] setKeyEquivalent:@"\033"];
+  } else {
+    [[alert addButtonWithTitle:@"OK"] setKeyEquivalent:@"\r"];
+  }
+  [alert setMessageText:ToNSString(text)];
+  // Without it GNUstep writes "No information" under the message.
+  [alert setInformativeText:@""];
+
+  LogMessage(type, text);
+  NSString* title = dialog != nullptr ? ToNSString(dialog->GetTitle()) : nil;
+  ExtNSWindowDelegate* delegate = [[[ExtNSWindowDelegate alloc] init] autorelease];
+  const NSInteger response = PlatformRunAlert(alert, kTitledClosable, delegate, title);
+  int answer = kAnswerOther;
+  if (response == kFirstButton) {
+    answer = yesNo ? kAnswerYes : kAnswerOk;
+  } else if (response == kSecondButton) {
+    answer = yesNo ? kAnswerNo : kAnswerOther;
+  }
+  [alert release];
+  return answer;
+}
+
+}  // namespace kitsetup

@@ -1,0 +1,36 @@
+// ui/platform.h: the few places where Cocoa on macOS and GNUstep's AppKit on
+// Linux need different calls. Everything else in ui/ is shared. The two
+// implementations are platform_cocoa.mm and platform_gnustep.mm.
+#ifndef KITSETUP_UI_PLATFORM_H
+#define KITSETUP_UI_PLATFORM_H
+
+#import <AppKit/AppKit.h>
+
+namespace kitsetup {
+
+class DirSelectPage;
+
+// Settings the toolkit reads when the application object is made.
+void PlatformBeforeApplication();
+
+// Makes the shared application an ordinary one with a Dock icon and menu
+// bar, and ready for modal alerts before [NSApp run] has been called.
+void PlatformPrepareApplication();
+
+// Runs the alert modally and returns its response. Its window gets
+// `styleMask`, `delegate` and `title` (nil: the toolkit's own title).
+NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NSString* title);
+
+// True for the Escape key.
+bool PlatformIsEscapeKey(NSEvent* event);
+
+// A point given in screen coordinates, in the window's base coordinates.
+NSPoint PlatformConvertScreenToBase(NSWindow* window, NSPoint point);
+
+// Shows the folder chooser as a sheet on `window`; when the user picks a
+// folder, page->SetChosenFolder is called with its path.
+void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, DirSelectPage* page);
+
+}  // namespace kitsetup
+
+#endif

@@ -1,0 +1,77 @@
+// GNUstep's AppKit (Linux): gcc's Objective-C runtime has no blocks; GNUstep
+// has no activation policies nor a style setter for existing windows, makes
+// an alert's panel only when its modal run starts, shows an application icon
+// window unless told not to, reports X key codes, and its modal loops ignore every key and click
+// until the application has finished launching.
+#import "ui/platform.h"
+
+#include "ui/wizard_pages.h"
+
+// Applies the alert window's settings from inside the alert's modal loop,
+// the first moment at which the window exists.
+@interface ExtAlertWindowSetup : NSObject {
+ @public
+  NSAlert* alert;
+  id delegate;
+  NSString* title;
+}
+- (void)apply;
+@end
+
+@implementation ExtAlertWindowSetup
+- (void)apply {
+  NSWindow* window = (NSWindow*)[alert window];
+  [window setDelegate:delegate];
+  if (title != nil) [window setTitle:title];
+}
+@end
+
+namespace kitsetup {
+
+void PlatformBeforeApplication() {
+  // No separate application icon window: the installer is one window.
+  [[NSUserDefaults standardUserDefaults]
+      registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
+}
+
+void PlatformPrepareApplication() {
+  // A modal alert may come before [NSApp run] (the pre-install checks);
+  // GNUstep's -run does not launch a second time.
+  [NSApp finishLaunching];
+}
+
+NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NSString* title) {
+  (void)styleMask;  // the panel is made titled; closing it is left to its buttons
+  ExtAlertWindowSetup* setup = [[ExtAlertWindowSetup alloc] init];
+  setup->alert = alert;
+  setup->delegate = delegate;
+  setup->title = title;
+  [setup performSelector:@selector(apply)
+              withObject:nil
+              afterDelay:0
+                 inModes:[NSArray arrayWithObjects:NSModalPanelRunLoopMode, NSDefaultRunLoopMode, nil]];
+  const NSInteger response = [alert runModal];
+  [NSObject cancelPreviousPerformRequestsWithTarget:setup];
+  [setup release];
+  return response;
+}
+
+bool PlatformIsEscapeKey(NSEvent* event) {
+  // keyCode is the X server's key code here, which depends on the keyboard
+  // map; the character does not.
+  NSString* characters = [event charactersIgnoringModifiers];
+  return [characters length] == 1 && [characters characterAtIndex:0] == 0x1B;
+}
+
+NSPoint PlatformConvertScreenToBase(NSWindow* window, NSPoint point) {
+  return [window convertScreenToBase:point];
+}
+
+void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, DirSelectPage* page) {
+  (void)window;  // no completion blocks here: the same choice, run modally
+  if ([panel runModal] == NSOKButton) {
+    page->SetChosenFolder([[panel filename] UTF8String]);
+  }
+}
+
+}  // namespace kitsetup
