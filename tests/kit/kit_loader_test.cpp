@@ -159,7 +159,7 @@ TEST_F(KitLoaderTest, BuilderKitsRoundTrip) {
 
 // Each kit differs from SoundKit() in one respect.
 TEST_F(KitLoaderTest, HostileKitsAreRefusedBeforeAnythingIsInstalled) {
-  std::string sound = SoundKit();
+  const std::string sound = SoundKit();
   struct Case {
     const char* label;
     std::string unpacked;
@@ -176,7 +176,6 @@ TEST_F(KitLoaderTest, HostileKitsAreRefusedBeforeAnythingIsInstalled) {
       {"description file with parent component", SoundKit(u"ok", u"..\\..\\etc\\passwd"),
        "description record 0: description file"},
       {"data past the end", SoundKit(u"ok", u"", 100001), "entry record 2"},
-      {"record size below 4", sound.substr(0, 8) + Bytes().u32(2).b + sound.substr(12), "below 4"},
       {"kit shorter than its table", sound.substr(0, 120), "reaches past"},
   };
   for (const Case& c : cases) {
