@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -88,7 +89,9 @@ double Seconds() {
 
 std::string Amount(uint64_t bytes) {
   char out[32];
-  if (bytes < 1024 * 1024)
+  if (bytes < 1024)
+    std::snprintf(out, sizeof out, "%u B", static_cast<unsigned>(bytes));
+  else if (bytes < 1024 * 1024)
     std::snprintf(out, sizeof out, "%.1f KB", bytes / 1024.0);
   else
     std::snprintf(out, sizeof out, "%.1f MB", bytes / (1024.0 * 1024.0));
@@ -194,6 +197,41 @@ class ProgressView {
   uint64_t done_bytes_ = 0;
   uint64_t total_bytes_ = 0;
   std::string current_;
+};
+
+// Every post of the job, handed from the worker thread to the main thread,
+// so that a short run's files are not lost between two polls.
+struct PostFeed {
+  struct Item {
+    uint32_t code;
+    TextString text;
+    int32_t percent;
+  };
+  std::mutex mutex;
+  std::vector<Item> pending;  // bounded: a slow terminal must not grow it
+  TextString last_target;     // the last file posted (read after the join)
+
+  static void Observe(void* context, uint32_t code, const TextString& text, int32_t percent) {
+    auto* feed = static_cast<PostFeed*>(context);
+    std::lock_guard<std::mutex> hold(feed->mutex);
+    Item item{code, TextString(), percent};
+    item.text.assign(text.data(), text.length());
+    if (code == kitsetup::kOk && percent < 100) feed->last_target.assign(text.data(), text.length());
+    if (feed->pending.size() < 4096)
+      feed->pending.push_back(std::move(item));
+    else
+      feed->pending.back() = std::move(item);
+  }
+
+  void Drain(ProgressView& view) {
+    std::vector<Item> items;
+    {
+      std::lock_guard<std::mutex> hold(mutex);
+      items.swap(pending);
+    }
+    for (const Item& item : items)
+      if (item.code == kitsetup::kOk) view.Update(item.percent, item.text, item.percent >= 100);
+  }
 };
 
 void PrintError(uint32_t code, const TextString& text) {
@@ -302,15 +340,8 @@ int RunInstall(int argc, char** argv) {
   kitsetup::ReadRequest(&channel, nullptr, &requested);
 
   ProgressView view(kit, requested, quiet);
-  // Remembers the last file posted, which a poll may have missed before the
-  // error post replaced it.
-  TextString last_target;
-  kitsetup::SetProgressObserver(
-      &channel,
-      [](void* context, uint32_t posted, const TextString& text, int32_t percent) {
-        if (posted == kitsetup::kOk && percent < 100) static_cast<TextString*>(context)->assign(text.data(), text.length());
-      },
-      &last_target);
+  PostFeed feed;
+  kitsetup::SetProgressObserver(&channel, &PostFeed::Observe, &feed);
   uint32_t result = kitsetup::kOk;
   {
     SignalGuard signals;
@@ -321,32 +352,30 @@ int RunInstall(int argc, char** argv) {
     if (worker.createResult != 0) {
       result = kitsetup::kErrInvalidParameter;
     } else {
-      uint32_t posted = 0;
-      TextString text;
-      int32_t percent = 0;
       while (!worker.finished) {
         if (g_signal) {
           // The job stops after its current file and rolls back.
           kitsetup::FinishWorker(&worker);
           break;
         }
-        kitsetup::ReadProgress(&channel, &posted, &text, &percent);
-        view.Update(percent, text, false);
+        feed.Drain(view);
         usleep(10 * 1000);
       }
       kitsetup::FinishWorker(&worker);
       result = worker.lastResult;
-      kitsetup::ReadProgress(&channel, &posted, &text, &percent);
-      if (result == kitsetup::kOk) view.Update(percent, text, true);
+      feed.Drain(view);
       view.EndLine();
       if (result != kitsetup::kOk && result != kitsetup::kErrCancelled) {
+        uint32_t posted = 0;
+        TextString text;
+        kitsetup::ReadProgress(&channel, &posted, &text, nullptr);
         PrintError(result, text);
-        // Read after the join, so the worker's last write is visible.
-        if (!last_target.empty())
-          std::fprintf(stderr, "kittool: failed at %s\n", Bytes(last_target).c_str());
+        if (!feed.last_target.empty())
+          std::fprintf(stderr, "kittool: failed at %s\n", Bytes(feed.last_target).c_str());
       }
     }
   }
+  kitsetup::SetProgressObserver(&channel, nullptr, nullptr);
 
   // The staging file is this run's alone: remove it whatever the outcome.
   kitsetup::CloseFileHandle(kit.dataHandle);
