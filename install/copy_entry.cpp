@@ -29,7 +29,11 @@ uint32_t CopyEntry(DistributionKit& kit, size_t index, const TextString& target)
   uint32_t remaining = entry.dataSize;
   while (remaining != 0) {
     uint32_t got = 0;
-    if (ReadFileHandle(kit.dataHandle, kit.copyBuffer, kit.copyBufferSize, &got, nullptr) != kOk) {
+    // Ask for no more than the entry still needs: a small file must not pull
+    // a whole buffer's worth of its neighbours through the kernel. The bytes
+    // written are the same, min(bytesRead, remaining).
+    const uint32_t want = std::min(kit.copyBufferSize, remaining);
+    if (ReadFileHandle(kit.dataHandle, kit.copyBuffer, want, &got, nullptr) != kOk) {
       code = LastFileError();
       CloseFileHandle(out);
       return code;

@@ -83,8 +83,11 @@ uint32_t RunInstallJob(InstallJob& job, ProgressChannel* channel) {
 
     size_t slash = target.rfind(u'/');
     TextString parent = slash == TextString::npos ? target : target.substr(0, slash);
-    code = CreateDirectoryRecorded(job, parent);
-    if (code != kOk) return ReportInstallError(job, code, percent);
+    if (parent != job.lastParent) {
+      code = CreateDirectoryRecorded(job, parent);
+      if (code != kOk) return ReportInstallError(job, code, percent);
+      job.lastParent = parent;
+    }
 
     InstallTransaction& t = job.transactions.back();
     if (fresh && !InCreatedDirectory(t, parent)) t.createdFiles.push_back(target);

@@ -37,6 +37,10 @@ struct InstallJob {
   std::vector<InstallTransaction> transactions;  // the job works on the last one
   ProgressChannel* channel = nullptr;            // not owned
   uint32_t finishPauseMs = 1000;  // pause after the finish post (the wizard shows it)
+  // The last directory made sure of for a target and for a backup: entries
+  // come folder by folder, so most need no look at the disk.
+  TextString lastParent;
+  TextString lastBackupParent;
 };
 
 // The whole run: reads the request from the channel, copies every entry,

@@ -103,6 +103,8 @@ bool IsDotOrDotDot(const TextString& name) {
 uint32_t BeginTransaction(InstallJob& job, const TextString& directory) {
   job.transactions.emplace_back();
   job.transactions.back().rootDirectory = directory;
+  job.lastParent.clear();
+  job.lastBackupParent.clear();
   if (directory.empty()) return kOk;
 
   TextString temp;
@@ -128,8 +130,12 @@ uint32_t BackupFile(InstallJob& job, const TextString& target) {
   TextString backup_path = t.backupDirectory + relative;
   size_t slash = backup_path.rfind(kSlash);
   if (slash != TextString::npos) {
-    uint32_t code = EnsureBackupDirectory(job, backup_path.substr(0, slash));
-    if (code != kOk) return code;
+    TextString parent = backup_path.substr(0, slash);
+    if (parent != job.lastBackupParent) {
+      uint32_t code = EnsureBackupDirectory(job, parent);
+      if (code != kOk) return code;
+      job.lastBackupParent = parent;
+    }
   }
   return MoveFile(target, backup_path);
 }
@@ -143,6 +149,8 @@ uint32_t EnsureBackupDirectory(InstallJob& job, const TextString& path) {
 }
 
 uint32_t Rollback(InstallJob& job, uint32_t code) {
+  job.lastParent.clear();
+  job.lastBackupParent.clear();
   InstallTransaction& t = Current(job);
   if (!t.rootDirectory.empty() && !t.backupDirectory.empty())
     RestoreTree(job, t.rootDirectory, t.backupDirectory);
