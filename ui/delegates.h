@@ -21,6 +21,7 @@ class CInstallerDlg;
 }
 - (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)application;
 - (void)applicationWillTerminate:(NSNotification*)notification;
+- (BOOL)application:(NSApplication*)application openFile:(NSString*)filename;
 @end
 
 #endif

@@ -24,4 +24,13 @@
   if (m_mainDlg != nullptr) m_mainDlg->StopWorker();
 }
 
+// The installer opens no documents. GNUstep takes a command-line word that
+// does not start with "-" ("/Lru", "usecwd") for a file to open and, with no
+// answer here, would stop at an error box before the installer starts.
+- (BOOL)application:(NSApplication*)application openFile:(NSString*)filename {
+  (void)application;
+  (void)filename;
+  return YES;
+}
+
 @end

@@ -1,0 +1,79 @@
+// tests/e2e/x_session.h: what an end-to-end test needs to run the installer
+// as a person would: its own X server with a window manager, a copy of
+// Setup.app with a kit beside it, a private home and temporary directory,
+// xdotool to press keys and click, the event log from standard error, and
+// screenshots kept as artifacts.
+#ifndef KITSETUP_TESTS_E2E_X_SESSION_H
+#define KITSETUP_TESTS_E2E_X_SESSION_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace e2e {
+
+// An Xvfb on a display number it picks itself, and openbox on it.
+class XServer {
+ public:
+  XServer();
+  ~XServer();
+  bool ok() const { return display_ >= 0; }
+  std::string display() const { return ":" + std::to_string(display_); }
+
+  // Runs xdotool with `args` (shell words) and returns its standard output.
+  std::string Xdo(const std::string& args) const;
+  // Visible windows whose title matches `title` exactly, waiting up to
+  // `seconds`; empty when none appeared.
+  std::vector<std::string> WaitForWindows(const std::string& title, double seconds) const;
+  std::string WindowName(const std::string& id) const;
+  // The window's client area on the screen.
+  bool Geometry(const std::string& id, int& x, int& y, int& width, int& height) const;
+  // A click as a person makes it: move, press, a short pause, release.
+  void Click(int x, int y) const;
+  void Key(const std::string& key) const;
+  // Saves the whole screen as artifacts/<name>.png; returns the path.
+  std::string Screenshot(const std::string& name) const;
+
+ private:
+  int display_ = -1;
+  pid_t xvfb_ = -1;
+  pid_t wm_ = -1;
+};
+
+// One installer run in a fresh folder: <dir>/Setup.app, <dir>/mivo.efd,
+// <dir>/home, <dir>/tmp.
+class SetupRun {
+ public:
+  SetupRun();
+  ~SetupRun();
+  const std::string& dir() const { return dir_; }
+  std::string kitPath() const { return dir_ + "/mivo.efd"; }
+  std::string home() const { return dir_ + "/home"; }
+  std::string tmp() const { return tmp_; }
+  void SetTmp(const std::string& tmp) { tmp_ = tmp; }
+
+  // Starts Setup with `args` on the server's display.
+  bool Start(const XServer& x, const std::vector<std::string>& args);
+  // The event log lines ("kitsetup: " prefix removed) so far.
+  std::vector<std::string> Log() const;
+  // Waits until a log line starts with `prefix`; returns it, or "" on timeout.
+  std::string WaitForLog(const std::string& prefix, double seconds) const;
+  // Waits for the process to end: its exit status, -1 on timeout (the
+  // process is then killed), -2 when it died of a signal.
+  int WaitExit(double seconds);
+  bool Running();
+
+ private:
+  std::string dir_;
+  std::string tmp_;
+  pid_t pid_ = -1;
+};
+
+// Shell-quotes one word.
+std::string Quote(const std::string& word);
+void SleepSeconds(double seconds);
+
+}  // namespace e2e
+
+#endif
