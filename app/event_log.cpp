@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <string>
 
+#include "core/utf8.h"
+
 namespace kitsetup {
 namespace {
 
@@ -13,34 +15,14 @@ namespace {
 // written as UTF-8 directly rather than through the locale conversion (which
 // gives nothing for non-ASCII text under the C locale). A lone surrogate
 // becomes U+FFFD; a line feed or carriage return is written as "\n" or "\r".
-void AppendUtf8(std::string& out, const TextString& text) {
-  const char16_t* s = text.c_str();
-  const size_t n = text.length();
-  for (size_t i = 0; i < n; ++i) {
-    uint32_t c = s[i];
-    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < n && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (s[i + 1] - 0xDC00);
-      ++i;
-    } else if (c >= 0xD800 && c <= 0xDFFF) {
-      c = 0xFFFD;
-    }
+void AppendLogText(std::string& out, const TextString& text) {
+  for (size_t i = 0; i < text.length();) {
+    const int32_t c = NextCodePoint(text, i);
     if (c == '\n' || c == '\r') {
       out += '\\';  // keep one event on one line
       out += c == '\n' ? 'n' : 'r';
-    } else if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
     } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
+      AppendUtf8(out, c < 0 ? 0xFFFD : static_cast<uint32_t>(c));
     }
   }
 }
@@ -75,7 +57,7 @@ std::string Line(const char* event) {
 
 void LogLanguage(const TextString& code, LanguageId id) {
   std::string line = Line("language");
-  AppendUtf8(line, code);
+  AppendLogText(line, code);
   line += ' ';
   line += std::to_string(id);
   WriteLine(std::move(line));
@@ -83,13 +65,13 @@ void LogLanguage(const TextString& code, LanguageId id) {
 
 void LogKit(const TextString& path) {
   std::string line = Line("kit");
-  AppendUtf8(line, path);
+  AppendLogText(line, path);
   WriteLine(std::move(line));
 }
 
 void LogTemplate(const TextString& dir) {
   std::string line = Line("template");
-  AppendUtf8(line, dir);
+  AppendLogText(line, dir);
   WriteLine(std::move(line));
 }
 
@@ -98,7 +80,7 @@ void LogMessage(uint32_t type, const TextString& text) {
   std::snprintf(hex, sizeof hex, "0x%x ", static_cast<unsigned>(type));
   std::string line = Line("message");
   line += hex;
-  AppendUtf8(line, text);
+  AppendLogText(line, text);
   WriteLine(std::move(line));
 }
 
@@ -116,7 +98,7 @@ void LogResult(uint32_t code) {
 
 void LogSaved(const TextString& path) {
   std::string line = Line("saved");
-  AppendUtf8(line, path);
+  AppendLogText(line, path);
   WriteLine(std::move(line));
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "core/file_system.h"
+#include "core/utf8.h"
 #include "kit/file_handle.h"
 #include "tools/kittool/commands.h"
 
@@ -20,50 +21,13 @@ const int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 void OnStopSignal(int signal_number) { g_signal = signal_number; }
 
-// Code point at `i` (advancing past a surrogate pair); -1 for a lone surrogate.
-long NextCodePoint(const kitsetup::TextString& text, size_t& i) {
-  uint32_t c = text[i++];
-  if (c < 0xD800 || c >= 0xE000) return c;
-  if (c < 0xDC00 && i < text.length() && text[i] >= 0xDC00 && text[i] < 0xE000) {
-    return 0x10000 + ((c - 0xD800) << 10) + (text[i++] - 0xDC00);
-  }
-  return -1;
-}
-
-void AppendUtf8(std::string& out, uint32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-}
-
 }  // namespace
-
-std::string Utf8(const kitsetup::TextString& text) {
-  std::string out;
-  for (size_t i = 0; i < text.length();) {
-    long c = NextCodePoint(text, i);
-    AppendUtf8(out, c < 0 ? 0xFFFD : static_cast<uint32_t>(c));
-  }
-  return out;
-}
 
 std::string JsonString(const kitsetup::TextString& text) {
   std::string out = "\"";
   for (size_t i = 0; i < text.length();) {
     size_t at = i;
-    long c = NextCodePoint(text, i);
+    const int32_t c = kitsetup::NextCodePoint(text, i);
     char escape[8];
     if (c < 0) {
       std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(text[at]));
@@ -76,7 +40,7 @@ std::string JsonString(const kitsetup::TextString& text) {
       std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(c));
       out += escape;
     } else {
-      AppendUtf8(out, static_cast<uint32_t>(c));
+      kitsetup::AppendUtf8(out, static_cast<uint32_t>(c));
     }
   }
   return out + "\"";

@@ -7,13 +7,12 @@
 #include <string>
 
 #include "core/text_string.h"
+#include "core/utf8.h"
 #include "kit/distribution_kit.h"
 
 namespace kittool {
 
-// UTF-8 of the text, independent of the locale; a lone surrogate becomes
-// U+FFFD.
-std::string Utf8(const kitsetup::TextString& text);
+using kitsetup::Utf8;  // locale-independent UTF-8 for the terminal
 
 // The text as a JSON string literal, quotes included: '"', '\' and control
 // characters escaped, lone surrogates as \uXXXX, the rest as UTF-8.

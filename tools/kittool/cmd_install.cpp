@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "core/utf8.h"
 #include "core/encoding.h"
 #include "core/error_codes.h"
 #include "core/file_system.h"
@@ -48,36 +49,10 @@ volatile sig_atomic_t g_signal = 0;
 
 void OnSignal(int signal_number) { g_signal = signal_number; }
 
-// UTF-8 for the terminal, converted here rather than through the locale:
-// the locale conversions switch the process locale, which the worker thread
-// is doing at the same time.
-std::string Bytes(const TextString& text) {
-  std::string out;
-  for (size_t i = 0; i < text.length(); ++i) {
-    uint32_t c = text[i];
-    if (c >= 0xD800 && c < 0xDC00 && i + 1 < text.length() && text[i + 1] >= 0xDC00 &&
-        text[i + 1] < 0xE000) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00);
-      ++i;
-    }
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return out;
-}
+// UTF-8 for the terminal, converted without the locale: the locale
+// conversions switch the process locale, which the worker thread is doing at
+// the same time.
+std::string Bytes(const TextString& text) { return kitsetup::Utf8(text); }
 
 TextString Text(const char* bytes) { return kitsetup::FromLocaleBytes(bytes, std::strlen(bytes)); }
 
