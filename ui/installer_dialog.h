@@ -80,6 +80,7 @@ class CInstallerDlg : public CWnd, public InstallerState {
   ByteString m_title;
   ExtNSWindow* m_window = nullptr;
   bool m_workerStopped = false;
+  bool m_cancelClicked = false;  // Cancel pressed while copying: the loop ends with 1223
 };
 
 // The one modal message routine: returns 1 Yes, 2 No, 3 OK, 0 otherwise.

@@ -140,8 +140,12 @@ void CInstallerDlg::ShowWelcomePage() {
 
 void CInstallerDlg::ShowDirPage() {
   m_state = kStateDestination;
-  if (m_dirPage == nullptr) m_dirPage = new DirSelectPage([m_window contentView], m_image, this);
-  m_dirPage->SetPath(m_templateDir);
+  if (m_dirPage == nullptr) {
+    m_dirPage = new DirSelectPage([m_window contentView], m_image, this);
+    // The proposal goes in once: m_templateDir changes only when the copy
+    // starts, so a path typed and left with Back is still there on return.
+    m_dirPage->SetPath(m_templateDir);
+  }
   [m_buttonBack setEnabled:YES];
   [m_buttonNext setEnabled:YES];
   SwitchToPage(m_dirPage);
@@ -200,6 +204,7 @@ void Perform(CInstallerDlg* dialog, WizardAction action) {
       // Stop the job after its current file: it rolls back and reports 1223.
       SetCancel(&dialog->m_progress, 1);
       RequestStop(&dialog->m_worker);
+      dialog->m_cancelClicked = true;
       break;
   }
 }
@@ -250,6 +255,7 @@ void CInstallerDlg::RunInstallation() {
   SwitchToPage(m_progressPage);
   LogPage("progress");
   m_state = kStateCopying;
+  m_cancelClicked = false;
   StartWorker(&m_worker, &m_progress);
 
   uint32_t code = 0;
@@ -275,6 +281,9 @@ void CInstallerDlg::RunInstallation() {
     point = [m_buttonCancel convertPoint:point fromView:nil];
     if (NSPointInRect(point, [m_buttonCancel bounds])) code = kCancelledCode;
     if (event != nil) [NSApp sendEvent:event];
+    // A click on Cancel that the location test missed (the job, once
+    // cancelled, rolls back without a report of its own).
+    if (m_cancelClicked) code = kCancelledCode;
     [pool release];
     if (code != 0 || percent >= 100) break;
   }

@@ -79,7 +79,7 @@ std::string Quote(const std::string& word) {
   return out + "'";
 }
 
-XServer::XServer() {
+XServer::XServer(bool windowManager) {
   // Xvfb picks a free display itself and writes its number to a pipe, so
   // parallel test processes never race for one.
   int fds[2];
@@ -107,7 +107,7 @@ XServer::XServer() {
   std::vector<std::string> env;
   for (char** e = environ; *e != nullptr; ++e) env.emplace_back(*e);
   env.push_back("DISPLAY=" + display());
-  wm_ = Spawn({"openbox"}, env, "/dev/null", "/dev/null");
+  if (windowManager) wm_ = Spawn({"openbox"}, env, "/dev/null", "/dev/null");
   SleepSeconds(0.5);
 }
 
@@ -166,8 +166,15 @@ void XServer::Click(int x, int y) const {
 }
 
 void XServer::Key(const std::string& key) const {
+  // A box is logged just before it is mapped; a key sent earlier is lost.
+  SleepSeconds(0.4);
   Xdo("key " + key);
   SleepSeconds(0.4);
+}
+
+void XServer::Type(const std::string& text) const {
+  Xdo("type --delay 30 " + Quote(text));
+  SleepSeconds(0.3);
 }
 
 std::string XServer::Screenshot(const std::string& name) const {
@@ -200,7 +207,9 @@ bool SetupRun::Start(const XServer& x, const std::vector<std::string>& args) {
   argv.insert(argv.end(), args.begin(), args.end());
   const char* path = getenv("PATH");
   std::vector<std::string> env{"DISPLAY=" + x.display(), "HOME=" + home(), "TMPDIR=" + tmp_,
-                               "LANG=C.UTF-8", std::string("PATH=") + (path ? path : "/usr/bin:/bin")};
+                               "LANG=C.UTF-8", std::string("PATH=") + (path_prefix_.empty() ? "" : path_prefix_ + ":") +
+                                   (path ? path : "/usr/bin:/bin")};
+  env.insert(env.end(), extra_env_.begin(), extra_env_.end());
   pid_ = Spawn(argv, env, dir_ + "/stdout.txt", dir_ + "/stderr.txt");
   return pid_ > 0;
 }

@@ -13,10 +13,13 @@
 
 namespace e2e {
 
-// An Xvfb on a display number it picks itself, and openbox on it.
+// An Xvfb on a display number it picks itself, with openbox on it when asked.
+// GNUstep cannot learn openbox's frame sizes under Xvfb, so its mouse
+// positions are off by the title bar there: clicks need a bare server, the
+// title bar's close button needs the window manager.
 class XServer {
  public:
-  XServer();
+  explicit XServer(bool windowManager = true);
   ~XServer();
   bool ok() const { return display_ >= 0; }
   std::string display() const { return ":" + std::to_string(display_); }
@@ -32,6 +35,7 @@ class XServer {
   // A click as a person makes it: move, press, a short pause, release.
   void Click(int x, int y) const;
   void Key(const std::string& key) const;
+  void Type(const std::string& text) const;
   // Saves the whole screen as artifacts/<name>.png; returns the path.
   std::string Screenshot(const std::string& name) const;
 
@@ -52,6 +56,9 @@ class SetupRun {
   std::string home() const { return dir_ + "/home"; }
   std::string tmp() const { return tmp_; }
   void SetTmp(const std::string& tmp) { tmp_ = tmp; }
+  // A folder searched before the usual PATH (stand-in commands).
+  void SetPathPrefix(const std::string& dir) { path_prefix_ = dir; }
+  void AddEnv(const std::string& assignment) { extra_env_.push_back(assignment); }
 
   // Starts Setup with `args` on the server's display.
   bool Start(const XServer& x, const std::vector<std::string>& args);
@@ -67,6 +74,8 @@ class SetupRun {
  private:
   std::string dir_;
   std::string tmp_;
+  std::string path_prefix_;
+  std::vector<std::string> extra_env_;
   pid_t pid_ = -1;
 };
 
