@@ -2,19 +2,20 @@
 // wildcard patterns listing entries, as the install job's tree walks use them.
 #include "core/directory_listing.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <map>
 
-#include "core/scratch_dir.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
-using kitsetup_test::Ascii;
-using kitsetup_test::ScratchDir;
-using kitsetup_test::Text;
-using kitsetup_test::WriteFile;
+using testsupport::ScratchDir;
+using testsupport::Text;
+using testsupport::Utf8;
+using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 // name -> directory flag of every entry reported for the pattern.
@@ -22,9 +23,9 @@ std::map<std::string, uint32_t> Listed(const std::string& pattern) {
   std::map<std::string, uint32_t> found;
   DirectoryListing listing;
   for (bool more = ListFirst(listing, Text(pattern)); more; more = ListNext(listing)) {
-    found[Ascii(ListName(listing))] = ListIsDirectory(listing);
+    found[Utf8(ListName(listing))] = ListIsDirectory(listing);
   }
-  EXPECT_EQ(Ascii(ListName(listing)), "");  // closed once exhausted
+  EXPECT_EQ(Utf8(ListName(listing)), "");  // closed once exhausted
   EXPECT_EQ(ListIsDirectory(listing), 0u);
   return found;
 }
@@ -43,12 +44,12 @@ class Listing : public ::testing::Test {
 TEST_F(Listing, ExactPathIsAnExistenceTest) {
   DirectoryListing listing;
   ASSERT_TRUE(ListFirst(listing, Text(dir_.At("a.txt"))));
-  EXPECT_EQ(Ascii(ListName(listing)), "a.txt");
+  EXPECT_EQ(Utf8(ListName(listing)), "a.txt");
   EXPECT_EQ(ListIsDirectory(listing), 0u);
   ASSERT_TRUE(ListFirst(listing, Text(dir_.At("sub"))));  // reuse closes the old stream
   EXPECT_EQ(ListIsDirectory(listing) & 16, 16u);
   ListClose(listing);
-  EXPECT_EQ(Ascii(ListName(listing)), "");
+  EXPECT_EQ(Utf8(ListName(listing)), "");
 
   EXPECT_TRUE(PathExists(Text(dir_.At("sub/inner"))));
   EXPECT_FALSE(PathExists(Text(dir_.At("missing"))));

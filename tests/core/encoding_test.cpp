@@ -8,27 +8,19 @@
 #include <thread>
 #include <vector>
 
+#include "support/test_support.h"
+
 namespace kitsetup {
 namespace {
 
-std::u16string Units(const TextString& s) { return std::u16string(s.c_str(), s.length()); }
+using testsupport::Text;
+using testsupport::U16;
+
 std::string Bytes(const ByteString& s) { return std::string(s.c_str(), s.length()); }
-TextString Text(const std::u16string& s) { return TextString(s.data(), s.size()); }
 
 // Runs each test under LC_ALL=C.UTF-8 and puts the old value back after it.
 class Utf8Locale : public ::testing::Test {
- protected:
-  void SetUp() override {
-    const char* old = getenv("LC_ALL");
-    if (old != nullptr) old_ = old;
-    had_ = old != nullptr;
-    setenv("LC_ALL", "C.UTF-8", 1);
-  }
-  void TearDown() override { had_ ? setenv("LC_ALL", old_.c_str(), 1) : unsetenv("LC_ALL"); }
-
- private:
-  std::string old_;
-  bool had_ = false;
+  testsupport::ScopedEnv lc_all_{"LC_ALL", "C.UTF-8"};
 };
 using EncodingRoundTrip = Utf8Locale;
 using EncodingThreadSafety = Utf8Locale;
@@ -42,7 +34,7 @@ TEST_F(EncodingRoundTrip, CyrillicGeorgianVietnameseAndEmpty) {
     EXPECT_EQ(Bytes(ToLocaleBytes(Text(sample.first))), sample.second);
     // An exactly sized buffer: a read past the count is an ASan error.
     const std::vector<char> exact(sample.second.begin(), sample.second.end());
-    EXPECT_EQ(Units(FromLocaleBytes(exact.data(), exact.size())), sample.first);
+    EXPECT_EQ(U16(FromLocaleBytes(exact.data(), exact.size())), sample.first);
   }
   EXPECT_TRUE(ToLocaleBytes(TextString()).empty());
   EXPECT_TRUE(FromLocaleBytes(ByteString()).empty());
@@ -76,7 +68,7 @@ TEST_F(EncodingThreadSafety, ConversionsOnTwoThreadsAgree) {
   const std::u16string text = u"/home/пользователь/.mivo/ვიეტ/Việt";
   auto work = [&text] {
     for (int i = 0; i < 2000; ++i) {
-      if (Units(FromLocaleBytes(ToLocaleBytes(Text(text)))) != text) std::abort();
+      if (U16(FromLocaleBytes(ToLocaleBytes(Text(text)))) != text) std::abort();
     }
   };
   std::thread other(work);

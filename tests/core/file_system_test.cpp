@@ -3,6 +3,7 @@
 // and must leave the same files and return the same code both times.
 #include "core/file_system.h"
 
+#include <gtest/gtest.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,24 +11,25 @@
 #include <cstdio>
 
 #include "core/error_codes.h"
-#include "core/scratch_dir.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
-using kitsetup_test::Ascii;
-using kitsetup_test::ReadFile;
-using kitsetup_test::ScopedEnv;
-using kitsetup_test::ScratchDir;
-using kitsetup_test::Text;
-using kitsetup_test::WriteFile;
+using testsupport::CaptureStderr;
+using testsupport::ReadFile;
+using testsupport::ScopedEnv;
+using testsupport::ScratchDir;
+using testsupport::Text;
+using testsupport::Utf8;
+using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 std::string TempDirectoryWith(const char* tmpdir) {
   ScopedEnv env("TMPDIR", tmpdir);
   TextString out;
   EXPECT_EQ(GetTempDirectory(out), kOk);
-  return Ascii(out);
+  return Utf8(out);
 }
 
 TEST(TempDirectory, UsesTmpdirOnlyWhenItNamesADirectory) {
@@ -43,9 +45,9 @@ TEST(TempDirectory, UsesTmpdirOnlyWhenItNamesADirectory) {
 }
 
 TEST(ReadCommandLine, KeepsTheFirstLineWithoutItsLastByte) {
-  EXPECT_EQ(Ascii(ReadCommandLine(Text("printf abc"))), "ab");
-  EXPECT_EQ(Ascii(ReadCommandLine(Text("printf 'one\\ntwo\\n'"))), "one");
-  EXPECT_EQ(Ascii(ReadCommandLine(Text("true"))), "");
+  EXPECT_EQ(Utf8(ReadCommandLine(Text("printf abc"))), "ab");
+  EXPECT_EQ(Utf8(ReadCommandLine(Text("printf 'one\\ntwo\\n'"))), "one");
+  EXPECT_EQ(Utf8(ReadCommandLine(Text("true"))), "");
   // fgets stops at 254 bytes; the cut takes one more.
   EXPECT_EQ(ReadCommandLine(Text("printf '%0300d' 0")).length(), 253u);
 }
@@ -83,8 +85,8 @@ TEST_P(FileOps, CreateTempFileMakesItsFileInTheDirectoryAskedFor) {
     TextString first, second;
     ASSERT_EQ(CreateTempFile(Text(asked), Text("Vesk"), first), kOk);
     ASSERT_EQ(CreateTempFile(Text(asked), Text("Vesk"), second), kOk);
-    EXPECT_NE(Ascii(first), Ascii(second));
-    for (const std::string& name : {Ascii(first), Ascii(second)}) {
+    EXPECT_NE(Utf8(first), Utf8(second));
+    for (const std::string& name : {Utf8(first), Utf8(second)}) {
       EXPECT_EQ(name.rfind(dir_.path() + "/Vesk", 0), 0u) << name;
       EXPECT_EQ(fs::path(name).parent_path(), fs::path(dir_.path()));
       EXPECT_TRUE(fs::is_regular_file(name));
@@ -95,7 +97,7 @@ TEST_P(FileOps, CreateTempFileMakesItsFileInTheDirectoryAskedFor) {
 
   TextString missing;
   EXPECT_EQ(CreateTempFile(Text(dir_.At("none")), Text("edf"), missing), kErrCannotCreate);
-  EXPECT_EQ(Ascii(missing).rfind(dir_.At("none/edf"), 0), 0u);
+  EXPECT_EQ(Utf8(missing).rfind(dir_.At("none/edf"), 0), 0u);
   if (geteuid() != 0) {  // root writes anywhere
     fs::create_directory(dir_.At("ro"));
     chmod(dir_.At("ro").c_str(), 0555);
@@ -183,30 +185,15 @@ TEST_P(FileOps, RemoveTreeRemovesEverythingButWhatSymlinksPointAt) {
   }
 }
 
-// Runs `action` with standard error going to a file; returns what was written.
-template <typename Action>
-std::string CaptureStderr(const ScratchDir& dir, Action action) {
-  fflush(stderr);
-  const int saved = dup(2);
-  const int sink = open(dir.At("stderr.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  dup2(sink, 2);
-  action();
-  fflush(stderr);
-  dup2(saved, 2);
-  close(sink);
-  close(saved);
-  return ReadFile(dir.At("stderr.txt"));
-}
-
 TEST_P(FileOps, RemoveFileRemovesFilesAndLetsRmComplainAboutDirectories) {
   WriteFile(dir_.At("f"), "f");
   EXPECT_EQ(RemoveFile(Text(dir_.At("f"))), kOk);
   EXPECT_FALSE(fs::exists(dir_.At("f")));
-  EXPECT_EQ(CaptureStderr(dir_, [&] { EXPECT_EQ(RemoveFile(Text(dir_.At("gone"))), kOk); }), "");
+  EXPECT_EQ(CaptureStderr([&] { EXPECT_EQ(RemoveFile(Text(dir_.At("gone"))), kOk); }), "");
 
   fs::create_directory(dir_.At("d"));
   const std::string complaint =
-      CaptureStderr(dir_, [&] { EXPECT_EQ(RemoveFile(Text(dir_.At("d"))), kOk); });
+      CaptureStderr([&] { EXPECT_EQ(RemoveFile(Text(dir_.At("d"))), kOk); });
   EXPECT_NE(complaint.find("rm"), std::string::npos);
   EXPECT_TRUE(fs::is_directory(dir_.At("d")));
 }

@@ -10,29 +10,22 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/test_support.h"
+
 namespace kitsetup {
 namespace {
 
-std::u16string Units(const TextString& s) { return std::u16string(s.c_str(), s.length()); }
-
-// Exit code of body() run in a forked child; -1 when the child crashed.
-template <typename Body>
-int InChild(Body body) {
-  const pid_t pid = fork();
-  if (pid == 0) _exit(body());
-  int status = 0;
-  if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
-}
+using testsupport::ExitStatusInChild;
+using testsupport::U16;
 
 // Child exit codes: 0 passed, 1 wrong home, 2 wrong platform home, 77 skipped.
 int Check(const std::u16string& home, const std::u16string& platform) {
-  if (Units(ExpandHome()) != home) return 1;
-  return Units(platform_home()) == platform ? 0 : 2;
+  if (U16(ExpandHome()) != home) return 1;
+  return U16(platform_home()) == platform ? 0 : 2;
 }
 
 TEST(HomeDirectory, FollowsHomeAsItStands) {
-  EXPECT_EQ(InChild([] {
+  EXPECT_EQ(ExitStatusInChild([] {
               setenv("LC_ALL", "C.UTF-8", 1);
               setenv("HOME", u8"/home/Пользователь", 1);
               if (int rc = Check(u"/home/Пользователь", u"/home/Пользователь/.mivo/")) return rc;
@@ -45,7 +38,7 @@ TEST(HomeDirectory, FollowsHomeAsItStands) {
 }
 
 TEST(HomeDirectory, NoHomeAndNoPasswdEntryGivesEmptyHome) {
-  const int code = InChild([] {
+  const int code = ExitStatusInChild([] {
     unsetenv("HOME");
     // Only root can move to a user id without a passwd entry.
     if (getpwuid(getuid()) != nullptr &&

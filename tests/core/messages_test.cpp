@@ -14,6 +14,7 @@
 #include "core/message_texts.h"
 #include "core/messages.h"
 #include "core/text_string.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
@@ -162,7 +163,7 @@ bool DecodeUtf8(const char* s, std::u16string* out) {
   return true;
 }
 
-std::u16string Units(const TextString& t) { return std::u16string(t.c_str(), t.length()); }
+using testsupport::U16;
 
 const LanguageBlock* Block(const std::string& code) {
   for (size_t b = 0; b < kLanguageCount; ++b)
@@ -187,24 +188,11 @@ bool EndsWith(const std::string& s, const std::string& tail) {
 // and leave the process as it was found.
 class MessageLookup : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const char* old = getenv("LC_ALL");
-    had_lc_all_ = old != nullptr;
-    if (old) old_lc_all_ = old;
-    setenv("LC_ALL", "C.UTF-8", 1);
-    old_language_ = CurrentLanguage();
-  }
-  void TearDown() override {
-    SetCurrentLanguage(old_language_);
-    if (had_lc_all_)
-      setenv("LC_ALL", old_lc_all_.c_str(), 1);
-    else
-      unsetenv("LC_ALL");
-  }
+  void SetUp() override { old_language_ = CurrentLanguage(); }
+  void TearDown() override { SetCurrentLanguage(old_language_); }
 
  private:
-  bool had_lc_all_ = false;
-  std::string old_lc_all_;
+  testsupport::ScopedEnv lc_all_{"LC_ALL", "C.UTF-8"};
   LanguageId old_language_ = 0;
 };
 
@@ -311,7 +299,7 @@ TEST_F(MessageLookup, ExactRowsAreShippedAsGiven) {
   for (const ExactRow& row : kExactRows) {
     SetCurrentLanguage(LanguageFromCode(ByteString(row.code)));
     ASSERT_NE(CurrentLanguage(), 0) << row.code;
-    EXPECT_EQ(Units(LookupMessage(row.key)), std::u16string(row.text)) << row.code << " " << row.key;
+    EXPECT_EQ(U16(LookupMessage(row.key)), std::u16string(row.text)) << row.code << " " << row.key;
   }
 }
 
@@ -323,7 +311,7 @@ TEST_F(MessageLookup, EveryTextRoundTripsThroughTheLocale) {
     for (size_t i = 0; i < kMessageCount; ++i) {
       std::u16string want;
       ASSERT_TRUE(DecodeUtf8(block.texts[i].text, &want));
-      EXPECT_EQ(Units(LookupMessage(block.texts[i].key)), want) << code << " " << block.texts[i].key;
+      EXPECT_EQ(U16(LookupMessage(block.texts[i].key)), want) << code << " " << block.texts[i].key;
       EXPECT_EQ(LookupMessage(ByteString(block.texts[i].key)), LookupMessage(block.texts[i].key));
     }
   }
@@ -352,7 +340,7 @@ TEST_F(MessageLookup, NoLanguageOrUnknownKeyGivesEmptyText) {
   for (const char* key : {"IDS_NOSUCHKEY", "", "ids_wizard_back", "IDS_WIZARD_BACK ", "IDS_WIZARD"})
     EXPECT_TRUE(LookupMessage(key).empty()) << '"' << key << '"';
   EXPECT_TRUE(LookupMessage(static_cast<const char*>(nullptr)).empty());
-  EXPECT_EQ(Units(LookupMessage("IDS_WIZARD_BACK")), u"< Back");
+  EXPECT_EQ(U16(LookupMessage("IDS_WIZARD_BACK")), u"< Back");
 }
 
 }  // namespace

@@ -9,19 +9,16 @@
 #include <cstdlib>
 #include <string>
 
-#include "core/encoding.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
 TEST(ShellCommands, PathsModesStatusAndOutput) {
-  const char* old_locale = getenv("LC_ALL");
-  const std::string saved_locale = old_locale != nullptr ? old_locale : "";
-  setenv("LC_ALL", "C.UTF-8", 1);
-  char pattern[] = "/tmp/kitsetup-shell-XXXXXX";
-  ASSERT_NE(mkdtemp(pattern), nullptr);
-  const std::string dir = pattern;
-  const TextString base = FromLocaleBytes(dir.data(), dir.size());
+  testsupport::ScopedEnv locale("LC_ALL", "C.UTF-8");
+  testsupport::ScratchDir scratch;
+  const std::string& dir = scratch.path();
+  const TextString base = testsupport::Text(dir);
   struct stat st;
 
   // A Cyrillic name reaches the file system as UTF-8; the ccs suffix of the
@@ -43,11 +40,9 @@ TEST(ShellCommands, PathsModesStatusAndOutput) {
   EXPECT_TRUE(WIFEXITED(failed) && WEXITSTATUS(failed) == 3);
 
   const TextString line = read_command_output(TextString(u"printf 'Привет\\nsecond'"));
-  EXPECT_EQ(std::u16string(line.c_str(), line.length()), u"Привет\n");
+  EXPECT_EQ(testsupport::U16(line), u"Привет\n");
   EXPECT_EQ(read_command_output(TextString(u"head -c 400 /dev/zero | tr '\\0' x")).length(), 254u);
   EXPECT_TRUE(read_command_output(TextString(u"true")).empty());
-  run_shell(ByteString(("rm -rf '" + dir + "'").c_str()));
-  old_locale != nullptr ? setenv("LC_ALL", saved_locale.c_str(), 1) : unsetenv("LC_ALL");
 }
 
 }  // namespace

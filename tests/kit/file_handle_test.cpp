@@ -2,6 +2,8 @@
 // quirks the copy step depends on.
 #include "kit/file_handle.h"
 
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,15 +12,15 @@
 #include <thread>
 
 #include "core/error_codes.h"
-#include "core/scratch_dir.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
-using kitsetup_test::ReadFile;
-using kitsetup_test::ScratchDir;
-using kitsetup_test::Text;
-using kitsetup_test::WriteFile;
+using testsupport::ReadFile;
+using testsupport::ScratchDir;
+using testsupport::Text;
+using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 class FileHandles : public ::testing::Test {

@@ -22,13 +22,9 @@ using kitsetup::TextString;
 using kittest::Bytes;
 using kittest::DescriptionRecord;
 using kittest::EntryRecord;
-using kittest::T;
+using testsupport::Text;
 
-TextString Text(const std::string& ascii) { return kitsetup::FromLocaleBytes(ascii.data(), ascii.size()); }
-std::string Plain(const TextString& text) {
-  kitsetup::ByteString b = kitsetup::ToLocaleBytes(text);
-  return std::string(b.c_str(), b.length());
-}
+using testsupport::Utf8;
 
 // Text-like filler: words from a small vocabulary, so that deflate makes
 // dynamic blocks and the data spans several 32 KiB chunks.
@@ -68,7 +64,7 @@ class KitLoaderTest : public ::testing::Test {
     kitsetup::SetInflateStopFlag(nullptr);
   }
   std::string Compressed(const std::string& unpacked, int level = 6, int strategy = Z_DEFAULT_STRATEGY) {
-    std::string path = files_ / ("kit" + std::to_string(++count_) + ".efd");
+    std::string path = files_.At(("kit" + std::to_string(++count_)) + ".efd");
     EXPECT_EQ(kitsetup::WriteDeflated(path, unpacked.data(), unpacked.size(), level, strategy), 0u);
     return path;
   }
@@ -82,7 +78,7 @@ class KitLoaderTest : public ::testing::Test {
   }
 
   kittest::ScopedTmpdir tmp_;
-  kittest::ScratchDir files_;
+  testsupport::ScratchDir files_;
   DistributionKit kit_;
   KitProblem problem_;
   int count_ = 0;
@@ -90,7 +86,7 @@ class KitLoaderTest : public ::testing::Test {
 
 // The type of the first block: bits 1-2 of the stream's first byte.
 int FirstBlockType(const std::string& kit_path) {
-  std::string bytes = kittest::ReadFile(kit_path);
+  std::string bytes = testsupport::ReadFile(kit_path);
   return bytes.empty() ? -1 : (static_cast<unsigned char>(bytes[0]) >> 1) & 3;
 }
 
@@ -112,7 +108,7 @@ TEST_F(KitLoaderTest, StoredFixedAndDynamicStreamsLoadTheSameKit) {
     EXPECT_EQ(kit_.unpackedSize, unpacked.size());
     // The staging file is the unpacked kit, and an entry's bytes are where
     // its absolute offset says.
-    EXPECT_EQ(kittest::ReadFile(Plain(kit_.stagingPath)), unpacked);
+    EXPECT_EQ(testsupport::ReadFile(Utf8(kit_.stagingPath)), unpacked);
     const kitsetup::KitEntry& e = kit_.entries[1];
     char buf[6];
     uint32_t got = 0;
@@ -121,29 +117,29 @@ TEST_F(KitLoaderTest, StoredFixedAndDynamicStreamsLoadTheSameKit) {
     EXPECT_EQ(std::string(buf, got), "world!");
     // A successful load leaves its staging file, open, in TMPDIR.
     ASSERT_EQ(tmp_.StagingFiles().size(), 1u);
-    EXPECT_EQ(Plain(kit_.stagingPath), tmp_.path() + "/" + tmp_.StagingFiles()[0]);
+    EXPECT_EQ(Utf8(kit_.stagingPath), tmp_.path() + "/" + tmp_.StagingFiles()[0]);
     kitsetup::CloseFileHandle(kit_.dataHandle);
     kit_.dataHandle = kitsetup::kNoHandle;
     kit_.descriptions.clear();
-    unlink(Plain(kit_.stagingPath).c_str());
+    unlink(Utf8(kit_.stagingPath).c_str());
   }
 }
 
 TEST_F(KitLoaderTest, BuilderKitsRoundTrip) {
-  kittest::WriteFile(files_ / "on_disk.txt", TextLike(70000, 3));
+  testsupport::WriteFile(files_.At("on_disk.txt"), TextLike(70000, 3));
   kitsetup::KitBuilder builder;
   builder.SetLegacy(true);
-  builder.AddDescription({T(u"xx"), T(u"P"), T(u"V"), T(u"a\\b.htm")});
-  builder.AddEntry(T(u"one"), "1", 5);
-  ASSERT_EQ(builder.AddFile(T(u"two\\on_disk.txt"), files_ / "on_disk.txt", 6), 0u);
-  builder.AddEntry(T(u"three"), "", 7);
+  builder.AddDescription({Text(u"xx"), Text(u"P"), Text(u"V"), Text(u"a\\b.htm")});
+  builder.AddEntry(Text(u"one"), "1", 5);
+  ASSERT_EQ(builder.AddFile(Text(u"two\\on_disk.txt"), files_.At("on_disk.txt"), 6), 0u);
+  builder.AddEntry(Text(u"three"), "", 7);
   std::string unpacked;
   ASSERT_EQ(builder.Unpacked(unpacked), 0u);
-  ASSERT_EQ(builder.WriteTo(files_ / "built.efd"), 0u);
-  ASSERT_EQ(Load(files_ / "built.efd"), 0u) << problem_.what;
-  EXPECT_EQ(kittest::ReadFile(Plain(kit_.stagingPath)), unpacked);
+  ASSERT_EQ(builder.WriteTo(files_.At("built.efd")), 0u);
+  ASSERT_EQ(Load(files_.At("built.efd")), 0u) << problem_.what;
+  EXPECT_EQ(testsupport::ReadFile(Utf8(kit_.stagingPath)), unpacked);
   ASSERT_EQ(kit_.descriptions.size(), 1u);
-  EXPECT_TRUE(kit_.descriptions[0].language == T(u"en"));  // the legacy form stores no language
+  EXPECT_TRUE(kit_.descriptions[0].language == Text(u"en"));  // the legacy form stores no language
   ASSERT_EQ(kit_.entries.size(), 3u);
   EXPECT_EQ(kit_.entries[1].dataSize, 70000u);
   EXPECT_EQ(kit_.entries[2].dataOffset, kit_.unpackedSize);  // empty, at the very end
@@ -152,9 +148,9 @@ TEST_F(KitLoaderTest, BuilderKitsRoundTrip) {
   kitsetup::KitBuilder two_legacy;
   two_legacy.SetLegacy(true);
   std::string error;
-  EXPECT_EQ(two_legacy.WriteTo(files_ / "bad.efd", &error), 87u);
+  EXPECT_EQ(two_legacy.WriteTo(files_.At("bad.efd"), &error), 87u);
   EXPECT_FALSE(error.empty());
-  EXPECT_NE(access((files_ / "bad.efd").c_str(), F_OK), 0);
+  EXPECT_NE(access((files_.At("bad.efd")).c_str(), F_OK), 0);
 }
 
 // Each kit differs from SoundKit() in one respect.
@@ -192,13 +188,13 @@ TEST_F(KitLoaderTest, HostileKitsAreRefusedBeforeAnythingIsInstalled) {
 
 TEST_F(KitLoaderTest, TruncatedStreamInflatesToLessAndIsJudgedByWhatArrived) {
   const std::string unpacked = SoundKit();
-  std::string full = kittest::ReadFile(Compressed(unpacked));
-  std::string cut_path = files_ / "cut.efd";
-  kittest::WriteFile(cut_path, full.substr(0, full.size() / 2));
-  std::string staging = files_ / "staging";
-  kittest::WriteFile(staging, "");
+  std::string full = testsupport::ReadFile(Compressed(unpacked));
+  std::string cut_path = files_.At("cut.efd");
+  testsupport::WriteFile(cut_path, full.substr(0, full.size() / 2));
+  std::string staging = files_.At("staging");
+  testsupport::WriteFile(staging, "");
   EXPECT_EQ(kitsetup::InflateKitToFile(Text(cut_path), Text(staging)), 0u);
-  std::string partial = kittest::ReadFile(staging);
+  std::string partial = testsupport::ReadFile(staging);
   EXPECT_LT(partial.size(), unpacked.size());
   EXPECT_EQ(partial, unpacked.substr(0, partial.size()));
   // The large entry no longer fits: refused.
@@ -208,8 +204,8 @@ TEST_F(KitLoaderTest, TruncatedStreamInflatesToLessAndIsJudgedByWhatArrived) {
 
   // Trailing padding that no entry uses may be lost without harm.
   std::string padded = unpacked + std::string(200000, 'p');
-  std::string whole = kittest::ReadFile(Compressed(padded, 0));
-  kittest::WriteFile(cut_path, whole.substr(0, whole.size() - 100000));
+  std::string whole = testsupport::ReadFile(Compressed(padded, 0));
+  testsupport::WriteFile(cut_path, whole.substr(0, whole.size() - 100000));
   kit_.descriptions.clear();
   ASSERT_EQ(Load(cut_path), 0u) << problem_.what;
   EXPECT_LT(kit_.unpackedSize, padded.size());
@@ -218,10 +214,10 @@ TEST_F(KitLoaderTest, TruncatedStreamInflatesToLessAndIsJudgedByWhatArrived) {
 
 TEST_F(KitLoaderTest, CorruptEmptyAndMissingKits) {
   // Block type 3 does not exist.
-  std::string corrupt = files_ / "corrupt.efd";
-  kittest::WriteFile(corrupt, std::string("\x07\x00\x00\x00", 4) + "garbage");
-  std::string staging = files_ / "staging";
-  kittest::WriteFile(staging, "");
+  std::string corrupt = files_.At("corrupt.efd");
+  testsupport::WriteFile(corrupt, std::string("\x07\x00\x00\x00", 4) + "garbage");
+  std::string staging = files_.At("staging");
+  testsupport::WriteFile(staging, "");
   EXPECT_EQ(kitsetup::InflateKitToFile(Text(corrupt), Text(staging)), 13u);
   EXPECT_EQ(Load(corrupt), 13u);
   EXPECT_NE(problem_.what.find("corrupt"), std::string::npos) << problem_.what;
@@ -229,22 +225,22 @@ TEST_F(KitLoaderTest, CorruptEmptyAndMissingKits) {
 
   // Corruption after a good start (the second stored block's length check
   // fails): some output was written, then removed.
-  std::string stored = kittest::ReadFile(Compressed(SoundKit(), 0));
+  std::string stored = testsupport::ReadFile(Compressed(SoundKit(), 0));
   size_t first_len = static_cast<unsigned char>(stored[1]) | (static_cast<unsigned char>(stored[2]) << 8);
   ASSERT_LT(5 + first_len + 4, stored.size());
   stored[5 + first_len + 3] ^= 0x01;  // NLEN no longer complements LEN
-  kittest::WriteFile(corrupt, stored);
+  testsupport::WriteFile(corrupt, stored);
   EXPECT_EQ(Load(corrupt), 13u);
   ExpectCleanFailure();
 
   // An empty file inflates to nothing, and nothing is not a kit.
-  std::string empty = files_ / "empty.efd";
-  kittest::WriteFile(empty, "");
+  std::string empty = files_.At("empty.efd");
+  testsupport::WriteFile(empty, "");
   EXPECT_EQ(kitsetup::InflateKitToFile(Text(empty), Text(staging)), 0u);
   EXPECT_EQ(Load(empty), 13u);
   ExpectCleanFailure();
 
-  EXPECT_EQ(Load(files_ / "missing.efd"), kitsetup::kErrNotFound);
+  EXPECT_EQ(Load(files_.At("missing.efd")), kitsetup::kErrNotFound);
   ExpectCleanFailure();
   EXPECT_FALSE(problem_.inStaging);
 }
@@ -264,7 +260,7 @@ TEST_F(KitLoaderTest, InflationStopsAtItsLimits) {
   EXPECT_EQ(Load(path), 0u) << problem_.what;
   kitsetup::CloseFileHandle(kit_.dataHandle);
   kit_.dataHandle = kitsetup::kNoHandle;
-  unlink(Plain(kit_.stagingPath).c_str());
+  unlink(Utf8(kit_.stagingPath).c_str());
 
   // More free space than any disk has: the kit would leave too little.
   limits = kitsetup::InflateLimits();

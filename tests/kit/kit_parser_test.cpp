@@ -19,7 +19,7 @@ using kitsetup::TextString;
 using kittest::Bytes;
 using kittest::DescriptionRecord;
 using kittest::EntryRecord;
-using kittest::T;
+using testsupport::Text;
 
 class KitParserTest : public ::testing::Test {
  protected:
@@ -31,8 +31,8 @@ class KitParserTest : public ::testing::Test {
   void Open(const std::string& bytes) {
     if (kit_.dataHandle != kitsetup::kNoHandle) kitsetup::CloseFileHandle(kit_.dataHandle);
     kit_.dataHandle = kitsetup::kNoHandle;
-    std::string path = dir_ / "unpacked";
-    kittest::WriteFile(path, bytes);
+    std::string path = dir_.At("unpacked");
+    testsupport::WriteFile(path, bytes);
     TextString text(std::u16string(path.begin(), path.end()).c_str());
     ASSERT_EQ(kitsetup::OpenFileHandle(text, kitsetup::kAccessReadWrite, 0, kitsetup::kDispositionOpenExisting,
                                        &kit_.dataHandle),
@@ -47,7 +47,7 @@ class KitParserTest : public ::testing::Test {
     if (kit_.dataHandle != kitsetup::kNoHandle) kitsetup::CloseFileHandle(kit_.dataHandle);
   }
 
-  kittest::ScratchDir dir_;
+  testsupport::ScratchDir dir_;
   DistributionKit kit_;
   KitProblem problem_;
 };
@@ -57,10 +57,10 @@ TEST_F(KitParserTest, LegacyFormIsOneEnglishDescription) {
   k.u32(0).str(u"P").str(u"V").str(u"Docs\\readme.htm").u32(0);
   ASSERT_EQ(Parse(k.b), 0u) << problem_.what;
   ASSERT_EQ(kit_.descriptions.size(), 1u);
-  EXPECT_TRUE(kit_.descriptions[0].language == T(u"en"));
-  EXPECT_TRUE(kit_.descriptions[0].productName == T(u"P"));
-  EXPECT_TRUE(kit_.descriptions[0].vendorName == T(u"V"));
-  EXPECT_TRUE(kit_.descriptions[0].descriptionFile == T(u"Docs\\readme.htm"));
+  EXPECT_TRUE(kit_.descriptions[0].language == Text(u"en"));
+  EXPECT_TRUE(kit_.descriptions[0].productName == Text(u"P"));
+  EXPECT_TRUE(kit_.descriptions[0].vendorName == Text(u"V"));
+  EXPECT_TRUE(kit_.descriptions[0].descriptionFile == Text(u"Docs\\readme.htm"));
   EXPECT_EQ(kit_.descriptionFormat, 0u);
   EXPECT_TRUE(kit_.entries.empty());
 
@@ -81,9 +81,9 @@ TEST_F(KitParserTest, CountedTableWithoutRecordsHasNoTexts) {
   EXPECT_EQ(kit_.descriptionFormat, 7u);
   EXPECT_TRUE(kit_.descriptions.empty());
   TextString product(u"x"), vendor(u"y");
-  kitsetup::GetKitTexts(kit_, T(u"en"), product, vendor);
+  kitsetup::GetKitTexts(kit_, Text(u"en"), product, vendor);
   EXPECT_TRUE(product.empty() && vendor.empty());
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, T(u"en")).empty());
+  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"en")).empty());
 }
 
 TEST_F(KitParserTest, SpareBytesAtRecordEndsAreSkipped) {
@@ -94,10 +94,10 @@ TEST_F(KitParserTest, SpareBytesAtRecordEndsAreSkipped) {
   k.raw("xyz");
   ASSERT_EQ(Parse(k.b), 0u) << problem_.what;
   ASSERT_EQ(kit_.descriptions.size(), 2u);
-  EXPECT_TRUE(kit_.descriptions[1].productName == T(u"П"));
-  EXPECT_TRUE(kit_.descriptions[1].descriptionFile == T(u"r"));
+  EXPECT_TRUE(kit_.descriptions[1].productName == Text(u"П"));
+  EXPECT_TRUE(kit_.descriptions[1].descriptionFile == Text(u"r"));
   ASSERT_EQ(kit_.entries.size(), 2u);
-  EXPECT_TRUE(kit_.entries[1].name == T(u"b\\c"));
+  EXPECT_TRUE(kit_.entries[1].name == Text(u"b\\c"));
   EXPECT_EQ(kit_.entries[1].writeTime, 2u);
   EXPECT_EQ(kit_.entries[0].dataOffset, table_end);
   EXPECT_EQ(kit_.entries[1].dataOffset, table_end + 1);
@@ -130,17 +130,17 @@ TEST_F(KitParserTest, SingleRecordReadersLeaveTheHandleAtTheNextRecord) {
   Open(first + desc + "tail");
   kitsetup::KitEntry entry;
   ASSERT_EQ(kitsetup::ReadEntryRecord(kit_.dataHandle, entry), 0u);
-  EXPECT_TRUE(entry.name == T(u"first"));
+  EXPECT_TRUE(entry.name == Text(u"first"));
   EXPECT_EQ(entry.dataOffset, 1u);  // as stored: only ParseKit makes it absolute
   EXPECT_EQ(Position(), first.size());
   kitsetup::KitDescription d;
   ASSERT_EQ(kitsetup::ReadDescriptionRecord(kit_.dataHandle, d), 0u);
-  EXPECT_TRUE(d.vendorName == T(u"Hersteller"));
+  EXPECT_TRUE(d.vendorName == Text(u"Hersteller"));
   EXPECT_EQ(Position(), first.size() + desc.size());
   // Only "tail" is left: too short for a record.
   KitProblem problem;
   EXPECT_EQ(kitsetup::ReadEntryRecord(kit_.dataHandle, entry, &problem), 13u);
-  EXPECT_TRUE(entry.name == T(u"first"));  // untouched on failure
+  EXPECT_TRUE(entry.name == Text(u"first"));  // untouched on failure
 }
 
 TEST_F(KitParserTest, LanguageLookupsDifferInTheirFallback) {
@@ -149,29 +149,29 @@ TEST_F(KitParserTest, LanguageLookupsDifferInTheirFallback) {
   k.raw(DescriptionRecord(u"en", u"Product", u"Vendor", u"en.htm")).u32(0);
   ASSERT_EQ(Parse(k.b), 0u);
   TextString product, vendor;
-  kitsetup::GetKitTexts(kit_, T(u"de"), product, vendor);
+  kitsetup::GetKitTexts(kit_, Text(u"de"), product, vendor);
   EXPECT_TRUE(product.empty() && vendor.empty());  // no fallback for the names
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, T(u"de")) == T(u"en.htm"));
-  kitsetup::GetKitTexts(kit_, T(u"RU"), product, vendor);
-  EXPECT_TRUE(product == T(u"Продукт"));
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, T(u"Ru")) == T(u"ru.htm"));
+  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"de")) == Text(u"en.htm"));
+  kitsetup::GetKitTexts(kit_, Text(u"RU"), product, vendor);
+  EXPECT_TRUE(product == Text(u"Продукт"));
+  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"Ru")) == Text(u"ru.htm"));
 
   Bytes m;
   m.u32(1).u32(2).raw(DescriptionRecord(u"DE", u"Produkt", u"Hersteller", u""));
   m.raw(DescriptionRecord(u"en", u"Product", u"Vendor", u"Docs\\readme.htm")).u32(0);
   kit_.descriptions.clear();
   ASSERT_EQ(Parse(m.b), 0u);
-  kitsetup::GetKitTexts(kit_, T(u"de"), product, vendor);
-  EXPECT_TRUE(product == T(u"Produkt"));
-  EXPECT_TRUE(vendor == T(u"Hersteller"));
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, T(u"de")) == T(u"Docs\\readme.htm"));
+  kitsetup::GetKitTexts(kit_, Text(u"de"), product, vendor);
+  EXPECT_TRUE(product == Text(u"Produkt"));
+  EXPECT_TRUE(vendor == Text(u"Hersteller"));
+  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"de")) == Text(u"Docs\\readme.htm"));
 
   // An English record with an empty file is still the answer.
   Bytes e;
   e.u32(1).u32(1).raw(DescriptionRecord(u"en", u"P", u"V", u"")).u32(0);
   kit_.descriptions.clear();
   ASSERT_EQ(Parse(e.b), 0u);
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, T(u"fr")).empty());
+  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"fr")).empty());
 }
 
 // Each kit differs from a sound one in one respect and must be refused
@@ -224,30 +224,30 @@ TEST(KitValidator, NamesThatCouldEscapeOrReachTheShellAreRefused) {
   using kitsetup::EntryNameProblem;
   for (const char16_t* bad : {u"", u"..", u"..\\x", u"a\\..\\b", u"a/../b", u"a\\..", u"\\..\\etc", u"a\"b",
                               u"a`id`", u"$HOME\\x", u"tab\there", u"\x1f", u"new\nline"}) {
-    EXPECT_NE(EntryNameProblem(T(bad)), nullptr) << kitsetup::QuotedForMessage(T(bad));
+    EXPECT_NE(EntryNameProblem(Text(bad)), nullptr) << kitsetup::QuotedForMessage(Text(bad));
   }
   for (const char16_t* good : {u"a", u"\\leading\\ok", u"a..b\\c", u"...", u"x\\.hidden", u"with space",
                                u"Файл.txt", u"a\\\\b", u"."}) {
-    EXPECT_EQ(EntryNameProblem(T(good)), nullptr) << kitsetup::QuotedForMessage(T(good));
+    EXPECT_EQ(EntryNameProblem(Text(good)), nullptr) << kitsetup::QuotedForMessage(Text(good));
   }
-  EXPECT_EQ(kitsetup::DescriptionFileProblem(T(u"")), nullptr);
-  EXPECT_NE(kitsetup::DescriptionFileProblem(T(u"..\\readme")), nullptr);
-  EXPECT_NE(kitsetup::DescriptionFileProblem(T(u"read$me")), nullptr);
+  EXPECT_EQ(kitsetup::DescriptionFileProblem(Text(u"")), nullptr);
+  EXPECT_NE(kitsetup::DescriptionFileProblem(Text(u"..\\readme")), nullptr);
+  EXPECT_NE(kitsetup::DescriptionFileProblem(Text(u"read$me")), nullptr);
 }
 
 TEST(KitValidator, DataRangesMustLieInsideTheUnpackedKit) {
   DistributionKit kit;
-  kit.entries.push_back({T(u"a"), 0, 90, 10});
+  kit.entries.push_back({Text(u"a"), 0, 90, 10});
   KitProblem problem;
   EXPECT_EQ(kitsetup::ValidateKit(kit, 100, &problem), 0u);
   EXPECT_EQ(kitsetup::ValidateKit(kit, 99, &problem), 13u);
   EXPECT_NE(problem.what.find("entry record 0"), std::string::npos) << problem.what;
   // The end is computed without wrapping.
-  kit.entries[0] = {T(u"a"), 0, 0xFFFFFFFFu, 2};
+  kit.entries[0] = {Text(u"a"), 0, 0xFFFFFFFFu, 2};
   EXPECT_EQ(kitsetup::ValidateKit(kit, 100, &problem), 13u);
-  kit.entries[0] = {T(u"a"), 0, 100, 0};
+  kit.entries[0] = {Text(u"a"), 0, 100, 0};
   EXPECT_EQ(kitsetup::ValidateKit(kit, 100, &problem), 0u);
-  kit.descriptions.push_back({T(u"en"), T(u"P"), T(u"V"), T(u"`reboot`")});
+  kit.descriptions.push_back({Text(u"en"), Text(u"P"), Text(u"V"), Text(u"`reboot`")});
   EXPECT_EQ(kitsetup::ValidateKit(kit, 100, &problem), 13u);
   EXPECT_NE(problem.what.find("description record 0"), std::string::npos) << problem.what;
 }

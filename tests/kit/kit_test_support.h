@@ -1,60 +1,24 @@
-// tests/kit/kit_test_support.h: scratch directories and hand-made kit bytes
+// tests/kit/kit_test_support.h: a private TMPDIR and hand-made kit bytes
 // for the kit tests. The byte helpers are written here again on purpose, so
 // that the parser is checked against bytes the writer did not make.
 #ifndef KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
 #define KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
 
 #include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "core/text_string.h"
+#include "support/test_support.h"
 
 namespace kittest {
-
-// A fresh directory, removed with its contents when the test ends.
-class ScratchDir {
- public:
-  ScratchDir() {
-    char pattern[] = "/tmp/kit_test_XXXXXX";
-    path_ = mkdtemp(pattern);
-  }
-  ~ScratchDir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  const std::string& path() const { return path_; }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
 
 // Points TMPDIR at a directory of its own for the test's lifetime, so that
 // staging files can be counted.
 class ScopedTmpdir {
  public:
-  ScopedTmpdir() : dir_(std::make_unique<ScratchDir>()) {
-    const char* old = getenv("TMPDIR");
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    setenv("TMPDIR", dir_->path().c_str(), 1);
-  }
-  ~ScopedTmpdir() {
-    if (had_) {
-      setenv("TMPDIR", old_.c_str(), 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
-  }
-  const std::string& path() const { return dir_->path(); }
+  const std::string& path() const { return dir_.path(); }
 
   // Names in the directory that start with "edf".
   std::vector<std::string> StagingFiles() const {
@@ -69,21 +33,9 @@ class ScopedTmpdir {
   }
 
  private:
-  std::unique_ptr<ScratchDir> dir_;
-  bool had_ = false;
-  std::string old_;
+  testsupport::ScratchDir dir_;
+  testsupport::ScopedEnv env_{"TMPDIR", dir_.path().c_str()};
 };
-
-inline void WriteFile(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-inline std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-inline kitsetup::TextString T(const char16_t* s) { return kitsetup::TextString(s); }
 
 // Little-endian pieces of an unpacked kit.
 struct Bytes {

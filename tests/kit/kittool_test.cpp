@@ -19,7 +19,7 @@
 
 namespace {
 
-using kittest::T;
+using testsupport::Text;
 
 struct Result {
   int exit_code = -1;  // -1 when killed by a signal
@@ -33,8 +33,8 @@ class KittoolTest : public ::testing::Test {
   pid_t Start(const std::vector<std::string>& args) {
     pid_t pid = fork();
     if (pid == 0) {
-      int out = open((scratch_ / "stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      int err = open((scratch_ / "stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      int out = open((scratch_.At("stdout")).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      int err = open((scratch_.At("stderr")).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
       dup2(out, 1);
       dup2(err, 2);
       setenv("TMPDIR", tmp_.path().c_str(), 1);
@@ -53,24 +53,20 @@ class KittoolTest : public ::testing::Test {
     Result r;
     if (WIFEXITED(status)) r.exit_code = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) r.signal = WTERMSIG(status);
-    r.out = kittest::ReadFile(scratch_ / "stdout");
-    r.err = kittest::ReadFile(scratch_ / "stderr");
+    r.out = testsupport::ReadFile(scratch_.At("stdout"));
+    r.err = testsupport::ReadFile(scratch_.At("stderr"));
     return r;
   }
   Result Run(const std::vector<std::string>& args) { return Wait(Start(args)); }
 
   void MakeFile(const std::string& relative, const std::string& bytes, time_t mtime) {
-    std::string path = src_ / relative;
-    std::system(("mkdir -p \"$(dirname '" + path + "')\"").c_str());
-    kittest::WriteFile(path, bytes);
-    struct timeval times[2] = {{mtime, 0}, {mtime, 0}};
-    utimes(path.c_str(), times);
+    testsupport::WriteFile(src_.At(relative), bytes, mtime);
   }
 
   static constexpr const char* kKittool = KITSETUP_BINARY_DIR "/kittool";
   kittest::ScopedTmpdir tmp_;
-  kittest::ScratchDir scratch_;
-  kittest::ScratchDir src_;
+  testsupport::ScratchDir scratch_;
+  testsupport::ScratchDir src_;
 };
 
 uint64_t FileTime(time_t seconds) { return uint64_t(seconds) * 10000000 + 116444736000000000ull; }
@@ -81,7 +77,7 @@ TEST_F(KittoolTest, PackedTreeListsAsJson) {
   MakeFile("readme.htm", "hello", 1600000000);
   MakeFile("conf/main.cfg", "a=1\n", 1600000001);
   MakeFile("conf/sub/x.bin", bin, 1600000002);
-  std::string kit = scratch_ / "out.efd";
+  std::string kit = scratch_.At("out.efd");
   Result pack = Run({"pack", "--describe", "en", "Say \"hi\"", "Vendor\\Co", "readme.htm", "--describe", "ru",
                      "Продукт", "V", "", "--level", "9", src_.path(), kit});
   ASSERT_EQ(pack.exit_code, 0) << pack.err;
@@ -122,11 +118,11 @@ TEST_F(KittoolTest, PackedTreeListsAsJson) {
 
 TEST_F(KittoolTest, LegacyFormLevelsAndBadUsage) {
   MakeFile("a.txt", std::string(100000, 'a'), 1600000000);
-  std::string kit = scratch_ / "legacy.efd";
+  std::string kit = scratch_.At("legacy.efd");
   ASSERT_EQ(Run({"pack", "--legacy", "--level", "0", "--describe", "de", "P", "V", "docs/x.htm", src_.path(), kit})
                 .exit_code,
             0);
-  EXPECT_EQ((static_cast<unsigned char>(kittest::ReadFile(kit)[0]) >> 1) & 3, 0);  // stored blocks
+  EXPECT_EQ((static_cast<unsigned char>(testsupport::ReadFile(kit)[0]) >> 1) & 3, 0);  // stored blocks
   Result list = Run({"list", "--json", kit});
   ASSERT_EQ(list.exit_code, 0) << list.err;
   EXPECT_EQ(list.out.find("{\"descriptionFormat\": 0, \"descriptions\": [{\"language\": \"en\", \"product\": "
@@ -164,15 +160,15 @@ TEST_F(KittoolTest, PackRefusesNamesTheInstallerWouldRefuse) {
   MakeFile("good.txt", "x", 1600000000);
   for (const char* bad : {"cost$.txt", "a`b", "quote\"d", "back\\slash", "line\nbreak"}) {
     MakeFile(bad, "x", 1600000000);
-    std::string kit = scratch_ / "refused.efd";
+    std::string kit = scratch_.At("refused.efd");
     Result r = Run({"pack", src_.path(), kit});
     EXPECT_EQ(r.exit_code, 1) << bad;
     EXPECT_NE(r.err.find("cannot pack"), std::string::npos) << r.err;
     EXPECT_NE(access(kit.c_str(), F_OK), 0) << "a refused kit must not be written";
-    unlink((src_ / bad).c_str());
+    unlink(src_.At(bad).c_str());
   }
-  EXPECT_EQ(Run({"pack", scratch_ / "no-such-dir", scratch_ / "k.efd"}).exit_code, 1);
-  Result desc = Run({"pack", "--describe", "en", "P", "V", "..\\escape.htm", src_.path(), scratch_ / "k.efd"});
+  EXPECT_EQ(Run({"pack", scratch_.At("no-such-dir"), scratch_.At("k.efd")}).exit_code, 1);
+  Result desc = Run({"pack", "--describe", "en", "P", "V", "..\\escape.htm", src_.path(), scratch_.At("k.efd")});
   EXPECT_EQ(desc.exit_code, 2);
   EXPECT_NE(desc.err.find("would refuse"), std::string::npos) << desc.err;
 }
@@ -205,21 +201,21 @@ TEST_F(KittoolTest, VerifyReportsEachBrokenFixtureInOneLine) {
     EXPECT_NE(r.err.find(says), std::string::npos) << name << ": " << r.err;
     EXPECT_TRUE(tmp_.StagingFiles().empty()) << name;
   }
-  Result missing = Run({"verify", scratch_ / "missing.efd"});
+  Result missing = Run({"verify", scratch_.At("missing.efd")});
   EXPECT_EQ(missing.exit_code, 3);
   EXPECT_NE(missing.err.find("does not exist"), std::string::npos) << missing.err;
 }
 
 TEST_F(KittoolTest, ASignalDuringLoadingLeavesNoStagingFile) {
   // 256 MB of zeros: a small kit that takes a moment to inflate.
-  std::string zeros = scratch_ / "zeros";
+  std::string zeros = scratch_.At("zeros");
   int fd = open(zeros.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
   ASSERT_EQ(ftruncate(fd, 256 << 20), 0);
   close(fd);
   kitsetup::KitBuilder builder;
   builder.SetLevel(1);
-  ASSERT_EQ(builder.AddFile(T(u"zeros"), zeros, 0), 0u);
-  std::string kit = scratch_ / "zeros.efd";
+  ASSERT_EQ(builder.AddFile(Text(u"zeros"), zeros, 0), 0u);
+  std::string kit = scratch_.At("zeros.efd");
   ASSERT_EQ(builder.WriteTo(kit), 0u);
   unlink(zeros.c_str());
 
