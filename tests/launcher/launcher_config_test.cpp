@@ -40,7 +40,7 @@ bool IsDirectory(const std::string& path) {
 using LauncherConfigRead = TempHome;
 
 TEST_F(LauncherConfigRead, Utf8LinesWithLfAndCrLfEnds) {
-  Write(CurrentFile(),
+  WriteFile(CurrentFile(),
         "ConfigurationTemplatesLocation=/a/b\n"
         "configurationtemplateslocation=/A/B\n"  // same key, same value: one value
         "ConfigurationTemplatesLocation=/c/d/\r\n"
@@ -49,12 +49,12 @@ TEST_F(LauncherConfigRead, Utf8LinesWithLfAndCrLfEnds) {
         "ConfigurationTemplatesLocation=/e/f\\\n");  // its backslash becomes "/": nothing appended
   EXPECT_EQ(Templates(0), (Values{u"/a/b\\", u"/c/d/\r\\", u"C:/T\\", u"/e/f/"}));
 
-  Write(CurrentFile(), "ConfigurationTemplatesLocation=/x/tmplts\r\nConfigurationTemplatesLocation=/y/\r\n");
+  WriteFile(CurrentFile(), "ConfigurationTemplatesLocation=/x/tmplts\r\nConfigurationTemplatesLocation=/y/\r\n");
   EXPECT_EQ(Templates(0), (Values{u"/x/tmplts\r\\", u"/y/\r\\"}));
 }
 
 TEST_F(LauncherConfigRead, LineShapes) {
-  Write(At("shapes.cfg"),
+  WriteFile(At("shapes.cfg"),
         "A=1=2\n"
         "X\n"
         "\n\n"
@@ -82,12 +82,12 @@ TEST_F(LauncherConfigRead, LineShapes) {
 }
 
 TEST_F(LauncherConfigRead, Utf16FileFromAWindowsLauncher) {
-  Write(CurrentFile(), Read(KITSETUP_SOURCE_DIR "/tests/data/launcher/windows_launcher_utf16.cfg"));
+  WriteFile(CurrentFile(), ReadFile(KITSETUP_SOURCE_DIR "/tests/data/launcher/windows_launcher_utf16.cfg"));
   EXPECT_EQ(Templates(0), (Values{u"C:/Users/Пётр/AppData/Roaming/Vesk/miv8/tmplts\r\\",
                                   u"D:/Шаблоны\r\\"}));
 
   // An odd last byte is not a unit and is dropped.
-  Write(At("odd.cfg"), Utf16LeWithMark(u"A=1\r\nB=Ж") + "\x41");
+  WriteFile(At("odd.cfg"), Utf16LeWithMark(u"A=1\r\nB=Ж") + "\x41");
   ConfigList list = ReadList(At("odd.cfg"));
   ASSERT_EQ(list.size(), 2u);
   EXPECT_EQ(U16s(list[0].values), (Values{u"1\r"}));
@@ -95,7 +95,7 @@ TEST_F(LauncherConfigRead, Utf16FileFromAWindowsLauncher) {
 
   // Without the mark the units are read as bytes, and a chunk's text ends
   // at its first zero byte: only the key "A" is left.
-  Write(At("nomark.cfg"), Utf16LeWithMark(u"A=1\nB=2\n").substr(2));
+  WriteFile(At("nomark.cfg"), Utf16LeWithMark(u"A=1\nB=2\n").substr(2));
   list = ReadList(At("nomark.cfg"));
   ASSERT_EQ(list.size(), 1u);
   EXPECT_EQ(U16(list[0].key), u"A");
@@ -108,14 +108,14 @@ TEST_F(LauncherConfigRead, KeysAndValuesAroundTheScanBuffer) {
     SCOPED_TRACE(n);
     std::u16string key(n, u'k');
     std::u16string value(n, u'д');
-    Write(At("long16.cfg"), Utf16LeWithMark(u"K=" + value + u"\n" + key + u"=v\nL=" + value));
+    WriteFile(At("long16.cfg"), Utf16LeWithMark(u"K=" + value + u"\n" + key + u"=v\nL=" + value));
     ConfigList list = ReadList(At("long16.cfg"));
     ASSERT_EQ(list.size(), 3u);
     EXPECT_EQ(U16s(list[0].values), (Values{value}));
     EXPECT_EQ(U16(list[1].key), key);
     EXPECT_EQ(U16s(list[2].values), (Values{value}));
 
-    Write(At("long8.cfg"), "K=" + std::string(n, 'v') + "\n" + std::string(n, 'k') + "=v\n");
+    WriteFile(At("long8.cfg"), "K=" + std::string(n, 'v') + "\n" + std::string(n, 'k') + "=v\n");
     list = ReadList(At("long8.cfg"));
     ASSERT_EQ(list.size(), 2u);
     EXPECT_EQ(U16s(list[0].values), (Values{std::u16string(n, u'v')}));
@@ -128,19 +128,19 @@ TEST_F(LauncherConfigRead, KeysAndValuesAroundTheScanBuffer) {
 // finished in earlier chunks are kept, the line in progress is dropped.
 TEST_F(LauncherConfigRead, MultibyteCharacterCutByAChunk) {
   // The cut at 1024: the first chunk already fails, so nothing is read.
-  Write(At("cut1024.cfg"), "A=" + std::string(1021, 'x') + "\xC3\xA9\nB=2\n");
+  WriteFile(At("cut1024.cfg"), "A=" + std::string(1021, 'x') + "\xC3\xA9\nB=2\n");
   EXPECT_TRUE(ReadList(At("cut1024.cfg")).empty());
 
   // The cut at 2048: the first chunk's finished line survives.
   const std::string head = "A=first\nB=";
-  Write(At("cut2048.cfg"), head + std::string(2047 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
+  WriteFile(At("cut2048.cfg"), head + std::string(2047 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
   ConfigList cut = ReadList(At("cut2048.cfg"));
   ASSERT_EQ(cut.size(), 1u);
   EXPECT_EQ(U16(cut[0].key), u"A");
   EXPECT_EQ(U16s(cut[0].values), (Values{u"first"}));
 
   // One byte later the letter lies inside the third chunk and all is read.
-  Write(At("whole.cfg"), head + std::string(2048 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
+  WriteFile(At("whole.cfg"), head + std::string(2048 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
   ConfigList whole = ReadList(At("whole.cfg"));
   ASSERT_EQ(whole.size(), 3u);
   EXPECT_EQ(whole[1].values[0].back(), u'é');
@@ -151,13 +151,13 @@ TEST_F(LauncherConfigRead, BrokenAndMissingFilesLeaveTheListAsItWas) {
   // Invalid UTF-8 in the second chunk: the first chunk's lines stay.
   std::string first = "A=1\nB=" + std::string(1024 - 7, 'y') + "\n";
   ASSERT_EQ(first.size(), 1024u);
-  Write(At("invalid.cfg"), first + "C=\xFF\nD=4\n");
+  WriteFile(At("invalid.cfg"), first + "C=\xFF\nD=4\n");
   ConfigList list = ReadList(At("invalid.cfg"));
   ASSERT_EQ(list.size(), 2u);
   EXPECT_EQ(U16(list[1].key), u"B");
 
   // A large file of bytes that are never valid: no giant allocation, nothing read.
-  Write(At("garbage.cfg"), std::string(300000, '\xFF'));
+  WriteFile(At("garbage.cfg"), std::string(300000, '\xFF'));
   EXPECT_TRUE(ReadList(At("garbage.cfg")).empty());
 
   ConfigList kept;
@@ -174,9 +174,9 @@ TEST_F(LauncherConfigRead, WhichFilesAndInWhatOrder) {
   EXPECT_EQ(U16(kitsetup::user_config_path(1)), U16(home_ + "/.Vesk/veskstartt/veskstart.cfg"));
 
   EXPECT_EQ(Templates(0), Values{});
-  Write(CurrentFile(), "ConfigurationTemplatesLocation=/u/\n");
-  Write(CommonFile(), "ConfigurationTemplatesLocation=/c/\nConfigurationTemplatesLocation=/U/\n");
-  Write(OlderFile(), "ConfigurationTemplatesLocation=/old/\n");
+  WriteFile(CurrentFile(), "ConfigurationTemplatesLocation=/u/\n");
+  WriteFile(CommonFile(), "ConfigurationTemplatesLocation=/c/\nConfigurationTemplatesLocation=/U/\n");
+  WriteFile(OlderFile(), "ConfigurationTemplatesLocation=/old/\n");
   EXPECT_EQ(Templates(0), (Values{u"/u/", u"/c/"}));
   // The older pair: its own file first, then the current file as the common one.
   EXPECT_EQ(Templates(1), (Values{u"/old/", u"/u/"}));
@@ -202,10 +202,10 @@ TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
       "\n"
       "CommonInfoBases=a\r\n"
       "CommonInfoBases=b\n";
-  Write(CurrentFile(), before);
-  Write(CommonFile(), "ConfigurationTemplatesLocation=/common/\nOther=1\n");
+  WriteFile(CurrentFile(), before);
+  WriteFile(CommonFile(), "ConfigurationTemplatesLocation=/common/\nOther=1\n");
   ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/new", u"/n2/", u"/NEW\\", u"C:\\T"}), 0));
-  EXPECT_EQ(Read(CurrentFile()),
+  EXPECT_EQ(ReadFile(CurrentFile()),
             "DefaultVersion=8.3\n"
             "ConfigurationTemplatesLocation=/new\\\n"
             "ConfigurationTemplatesLocation=/n2/\n"
@@ -214,38 +214,38 @@ TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
             "X=\n"
             "CommonInfoBases=a\r\n"
             "CommonInfoBases=b\n");
-  EXPECT_EQ(Read(CommonFile()), "ConfigurationTemplatesLocation=/common/\nOther=1\n");
+  EXPECT_EQ(ReadFile(CommonFile()), "ConfigurationTemplatesLocation=/common/\nOther=1\n");
 
   // An empty list takes the template lines out and leaves the others.
   ASSERT_TRUE(kitsetup::save_template_locations({}, 0));
-  EXPECT_EQ(Read(CurrentFile()),
+  EXPECT_EQ(ReadFile(CurrentFile()),
             "DefaultVersion=8.3\nInstalledLocation=/opt/v\nX=\nCommonInfoBases=a\r\nCommonInfoBases=b\n");
 }
 
 TEST_F(LauncherConfigSave, Utf16FileIsRewrittenAsLocaleText) {
-  Write(CurrentFile(), Utf16LeWithMark(u"DefaultVersion=8.3\r\nConfigurationTemplatesLocation=D:\\Шаблоны\r\n"));
+  WriteFile(CurrentFile(), Utf16LeWithMark(u"DefaultVersion=8.3\r\nConfigurationTemplatesLocation=D:\\Шаблоны\r\n"));
   ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/домой/t/"}), 0));
-  EXPECT_EQ(Read(CurrentFile()), "DefaultVersion=8.3\r\nConfigurationTemplatesLocation=/домой/t/\n");
+  EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8.3\r\nConfigurationTemplatesLocation=/домой/t/\n");
   EXPECT_EQ(Templates(0), (Values{u"/домой/t/"}));
 }
 
 TEST_F(LauncherConfigSave, CreatesMissingFileAndDirectories) {
   ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/t/", u"/u"}), 0));
-  EXPECT_EQ(Read(CurrentFile()), "ConfigurationTemplatesLocation=/t/\nConfigurationTemplatesLocation=/u\\\n");
+  EXPECT_EQ(ReadFile(CurrentFile()), "ConfigurationTemplatesLocation=/t/\nConfigurationTemplatesLocation=/u\\\n");
   ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/t/"}), 1));
-  EXPECT_EQ(Read(OlderFile()), "ConfigurationTemplatesLocation=/t/\n");
+  EXPECT_EQ(ReadFile(OlderFile()), "ConfigurationTemplatesLocation=/t/\n");
   // Nothing to store and no file yet: an empty file is left.
   fs::remove_all(At(".Vesk"));
   ASSERT_TRUE(kitsetup::save_template_locations({}, 0));
-  EXPECT_EQ(Read(CurrentFile()), "");
+  EXPECT_EQ(ReadFile(CurrentFile()), "");
 }
 
 TEST_F(LauncherConfigSave, UnwritableTargetRetriesOnceAndStaysQuiet) {
   // Tests may run as root, for whom permissions do not stop a write: block
   // the launcher directory with a plain file instead.
-  Write(At(".Vesk"), "not a directory");
+  WriteFile(At(".Vesk"), "not a directory");
   EXPECT_FALSE(kitsetup::save_template_locations(Dirs({u"/t/"}), 0));
-  EXPECT_EQ(Read(At(".Vesk")), "not a directory");
+  EXPECT_EQ(ReadFile(At(".Vesk")), "not a directory");
   // The retry made the launcher's directories under the platform home, named
   // as the launcher itself names them.
   EXPECT_TRUE(IsDirectory(At(".mivo/\\Vesk")));

@@ -25,7 +25,7 @@ using TemplateDirectory = TempHome;
 
 TEST_F(TemplateDirectory, WritabilityProbe) {
   fs::create_directories(At("ok"));
-  Write(At("plain"), "x");
+  WriteFile(At("plain"), "x");
   EXPECT_TRUE(kitsetup::is_dir_writable(Text(At("ok/"))));
   EXPECT_FALSE(HasProbeLeft(At("ok")));
   EXPECT_FALSE(kitsetup::is_dir_writable(Text(At("plain/sub/"))));
@@ -47,15 +47,15 @@ TEST_F(TemplateDirectory, NoFilesGiveTheDefaultAndCreateTheCurrentFile) {
   EXPECT_EQ(U16s(saved), (Values{U16(CurrentFile())}));
   EXPECT_EQ(U16s(p.dirList), (Values{U16(home_ + "/.mivo/Vesk/miv8/tmplts")}));
   // The trailing "/" was taken off, so the save appends a "\".
-  EXPECT_EQ(Read(CurrentFile()), Line(home_ + "/.mivo/Vesk/miv8/tmplts\\"));
+  EXPECT_EQ(ReadFile(CurrentFile()), Line(home_ + "/.mivo/Vesk/miv8/tmplts\\"));
   EXPECT_FALSE(fs::exists(OlderFile()));
 }
 
 TEST_F(TemplateDirectory, UnwritableCandidatesAreSkipped) {
-  Write(At("plain"), "x");
+  WriteFile(At("plain"), "x");
   fs::create_directories(At("ok"));
   fs::create_directories(At("later"));
-  Write(CurrentFile(), "DefaultVersion=8\n" + Line(At("plain/sub")) + Line(At("missing/")) +
+  WriteFile(CurrentFile(), "DefaultVersion=8\n" + Line(At("plain/sub")) + Line(At("missing/")) +
                            Line(At("ok/")) + Line(At("later/")));
   TemplateProposal p;
   kitsetup::ProposeTemplateDirectory(p);
@@ -68,13 +68,13 @@ TEST_F(TemplateDirectory, UnwritableCandidatesAreSkipped) {
   // A directory picked elsewhere, with a "\" at its end, goes to the front.
   auto saved = kitsetup::RecordInstalledDirectory(p.dirList, Text(At("later\\")), p.flagA, p.flagB);
   EXPECT_EQ(saved.size(), 1u);
-  EXPECT_EQ(Read(CurrentFile()), "DefaultVersion=8\n" + Line(At("later\\")) + Line(At("plain/sub\\")) +
+  EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8\n" + Line(At("later\\")) + Line(At("plain/sub\\")) +
                                      Line(At("missing/")) + Line(At("ok/")) + Line(At("later/")));
 }
 
 TEST_F(TemplateDirectory, OnlyTheOlderLauncherFile) {
   fs::create_directories(At("legacy"));
-  Write(OlderFile(), "InstalledLocation=/opt\n" + Line(At("legacy/")));
+  WriteFile(OlderFile(), "InstalledLocation=/opt\n" + Line(At("legacy/")));
   TemplateProposal p;
   kitsetup::ProposeTemplateDirectory(p);
   EXPECT_EQ(U16(p.templateDir), U16(At("legacy/")));
@@ -86,26 +86,26 @@ TEST_F(TemplateDirectory, OnlyTheOlderLauncherFile) {
   auto saved = kitsetup::RecordInstalledDirectory(p.dirList, p.templateDir, p.flagA, p.flagB);
   EXPECT_EQ(U16s(saved), (Values{U16(OlderFile())}));
   EXPECT_FALSE(fs::exists(CurrentFile()));
-  EXPECT_EQ(Read(OlderFile()), "InstalledLocation=/opt\n" + Line(At("legacy\\")) + Line(At("legacy/")));
+  EXPECT_EQ(ReadFile(OlderFile()), "InstalledLocation=/opt\n" + Line(At("legacy\\")) + Line(At("legacy/")));
 
   // An older file without locations offers the default and, after the
   // installation, both files are written.
-  Write(OlderFile(), "InstalledLocation=/opt\n");
+  WriteFile(OlderFile(), "InstalledLocation=/opt\n");
   kitsetup::ProposeTemplateDirectory(p);
   EXPECT_FALSE(p.flagA);
   EXPECT_TRUE(p.flagB);
   EXPECT_EQ(U16(p.templateDir), U16(home_ + "/.mivo/Vesk/miv8/tmplts/"));
   saved = kitsetup::RecordInstalledDirectory(p.dirList, p.templateDir, p.flagA, p.flagB);
   EXPECT_EQ(U16s(saved), (Values{U16(CurrentFile()), U16(OlderFile())}));
-  EXPECT_EQ(Read(CurrentFile()), Line(home_ + "/.mivo/Vesk/miv8/tmplts\\"));
-  EXPECT_EQ(Read(OlderFile()), "InstalledLocation=/opt\n" + Line(home_ + "/.mivo/Vesk/miv8/tmplts\\"));
+  EXPECT_EQ(ReadFile(CurrentFile()), Line(home_ + "/.mivo/Vesk/miv8/tmplts\\"));
+  EXPECT_EQ(ReadFile(OlderFile()), "InstalledLocation=/opt\n" + Line(home_ + "/.mivo/Vesk/miv8/tmplts\\"));
 }
 
 TEST_F(TemplateDirectory, BothLauncherFiles) {
   fs::create_directories(At("cur"));
   fs::create_directories(At("old"));
-  Write(CurrentFile(), Line(At("cur/")));
-  Write(OlderFile(), "Keep=1\n" + Line(At("old/")));
+  WriteFile(CurrentFile(), Line(At("cur/")));
+  WriteFile(OlderFile(), "Keep=1\n" + Line(At("old/")));
   TemplateProposal p;
   kitsetup::ProposeTemplateDirectory(p);
   EXPECT_EQ(U16(p.templateDir), U16(At("cur/")));
@@ -116,8 +116,8 @@ TEST_F(TemplateDirectory, BothLauncherFiles) {
   auto saved = kitsetup::RecordInstalledDirectory(p.dirList, p.templateDir, p.flagA, p.flagB);
   EXPECT_EQ(U16s(saved), (Values{U16(CurrentFile()), U16(OlderFile())}));
   const std::string lines = Line(At("cur\\")) + Line(At("cur/"));
-  EXPECT_EQ(Read(CurrentFile()), lines);
-  EXPECT_EQ(Read(OlderFile()), "Keep=1\n" + lines);
+  EXPECT_EQ(ReadFile(CurrentFile()), lines);
+  EXPECT_EQ(ReadFile(OlderFile()), "Keep=1\n" + lines);
 
   // What was recorded is offered next time, first.
   kitsetup::ProposeTemplateDirectory(p);
@@ -125,7 +125,7 @@ TEST_F(TemplateDirectory, BothLauncherFiles) {
 }
 
 TEST_F(TemplateDirectory, FailedRecordIsQuiet) {
-  Write(At(".Vesk"), "not a directory");
+  WriteFile(At(".Vesk"), "not a directory");
   std::vector<TextString> list;
   auto saved = kitsetup::RecordInstalledDirectory(list, Text(At("t/")), false, true);
   EXPECT_TRUE(saved.empty());
