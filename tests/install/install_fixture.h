@@ -6,64 +6,34 @@
 #define KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "core/encoding.h"
 #include "core/file_system.h"
 #include "core/messages.h"
 #include "install/install_job.h"
 #include "install/progress_channel.h"
 #include "kit/distribution_kit.h"
 #include "kit/file_handle.h"
+#include "support/test_support.h"
 
 namespace kitsetup::testing {
 
 inline std::string Kittool() { return std::string(KITSETUP_BINARY_DIR) + "/kittool"; }
 
-inline TextString T(const std::string& s) { return FromLocaleBytes(s.data(), s.size()); }
-inline std::string S(const TextString& t) {
-  ByteString b = ToLocaleBytes(t);
-  return std::string(b.c_str(), b.length());
-}
-
-inline void MakeDirs(const std::string& path) {
-  std::string sofar;
-  std::stringstream parts(path);
-  std::string part;
-  while (std::getline(parts, part, '/')) {
-    sofar += part + "/";
-    mkdir(sofar.c_str(), 0755);
-  }
-}
-
-// Writes `content` to root/relative (making parents) with mtime `seconds`.
-inline void WriteFile(const std::string& path, const std::string& content, time_t seconds) {
-  MakeDirs(path.substr(0, path.rfind('/')));
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-  timeval times[2] = {{seconds, 0}, {seconds, 0}};
-  utimes(path.c_str(), times);
-}
-
-inline std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
+using testsupport::ListNames;
+using testsupport::MakeDirs;
+using testsupport::ReadFile;
+using testsupport::Text;
+using testsupport::Utf8;
+using testsupport::WriteFile;
 
 inline time_t MTime(const std::string& path) {
   struct stat info;
@@ -112,19 +82,6 @@ inline Snapshot TakeSnapshot(const std::string& root) {
   return out;
 }
 
-inline std::vector<std::string> Names(const std::string& dir) {
-  std::vector<std::string> names;
-  if (DIR* d = opendir(dir.c_str())) {
-    while (dirent* e = readdir(d)) {
-      std::string name = e->d_name;
-      if (name != "." && name != "..") names.push_back(name);
-    }
-    closedir(d);
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 // Runs a command line; returns its exit status (or -1).
 inline int RunShell(const std::string& command) {
   int status = std::system(command.c_str());
@@ -142,16 +99,8 @@ struct Post {
 class InstallFixture : public ::testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/kitsetup-install-XXXXXX";
-    root_ = mkdtemp(pattern);
-    temp_ = root_ + "/tmp";
-    source_ = root_ + "/src";
-    templ_ = root_ + "/templates";
-    kit_path_ = root_ + "/kit.efd";
     MakeDirs(temp_);
     MakeDirs(source_);
-    old_tmpdir_ = getenv("TMPDIR") ? getenv("TMPDIR") : "";
-    setenv("TMPDIR", temp_.c_str(), 1);
     SetCurrentLanguage(LanguageFromCode(ByteString("en")));
     SetFastPathsEnabled(true);
   }
@@ -161,11 +110,6 @@ class InstallFixture : public ::testing::Test {
     SetFastPathsEnabled(true);
     if (kit_.dataHandle != kNoHandle) CloseFileHandle(kit_.dataHandle);
     kit_.dataHandle = kNoHandle;
-    if (old_tmpdir_.empty())
-      unsetenv("TMPDIR");
-    else
-      setenv("TMPDIR", old_tmpdir_.c_str(), 1);
-    RunShell("rm -rf '" + root_ + "'");
   }
 
   // Source file `rel` (with "/"), packed into the kit by Pack().
@@ -173,16 +117,21 @@ class InstallFixture : public ::testing::Test {
     WriteFile(source_ + "/" + rel, content, seconds);
   }
 
-  // Packs the source tree with kittool and loads it.
-  void PackAndLoad() {
+  // Packs the source tree into the kit with kittool.
+  void Pack() {
     ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null"));
-    ASSERT_EQ(0u, LoadKit(kit_, T(kit_path_)));
+  }
+
+  // Packs the source tree and loads the kit.
+  void PackAndLoad() {
+    ASSERT_NO_FATAL_FAILURE(Pack());
+    ASSERT_EQ(0u, LoadKit(kit_, Text(kit_path_)));
   }
 
   // One run of the job on this thread, every post recorded.
   uint32_t Install(InstallJob* job_out = nullptr) {
     InitChannel(&channel_);
-    StartRequest(&channel_, &kit_, T(templ_));
+    StartRequest(&channel_, &kit_, Text(templ_));
     posts_.clear();
     SetProgressObserver(&channel_, &Record, this);
     InstallJob job;
@@ -194,8 +143,8 @@ class InstallFixture : public ::testing::Test {
 
   static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
     auto* f = static_cast<InstallFixture*>(self);
-    f->posts_.push_back({code, S(text), percent});
-    if (f->cancel_at_ >= 0 && code == 0 && S(text) == f->cancel_target_) {
+    f->posts_.push_back({code, Utf8(text), percent});
+    if (f->cancel_at_ >= 0 && code == 0 && Utf8(text) == f->cancel_target_) {
       // Inside the observer the lock is held: set the flag directly.
       f->channel_.cancel = 1;
     }
@@ -203,13 +152,16 @@ class InstallFixture : public ::testing::Test {
 
   // The temporary directory holds nothing but the staging file.
   void ExpectTempHoldsOnlyStaging() {
-    std::string staging = S(kit_.stagingPath);
+    std::string staging = Utf8(kit_.stagingPath);
     std::string name = staging.substr(staging.rfind('/') + 1);
-    EXPECT_EQ(std::vector<std::string>{name}, Names(temp_));
+    EXPECT_EQ(std::vector<std::string>{name}, ListNames(temp_));
     EXPECT_EQ(0u, name.rfind("edf", 0)) << name;
   }
 
-  std::string root_, temp_, source_, templ_, kit_path_, old_tmpdir_;
+  testsupport::ScratchDir scratch_;
+  std::string root_ = scratch_.path(), temp_ = root_ + "/tmp", source_ = root_ + "/src",
+              templ_ = root_ + "/templates", kit_path_ = root_ + "/kit.efd";
+  testsupport::ScopedEnv tmpdir_{"TMPDIR", temp_.c_str()};
   DistributionKit kit_;
   ProgressChannel channel_;
   std::vector<Post> posts_;

@@ -17,7 +17,7 @@ std::string Binary(size_t size) {
   return data;
 }
 
-std::string Finish() { return S(LookupMessage("IDS_INSTALL_FINISH")); }
+std::string Finish() { return Utf8(LookupMessage("IDS_INSTALL_FINISH")); }
 
 class InstallJobTest : public InstallFixture, public ::testing::WithParamInterface<bool> {
  protected:
@@ -31,7 +31,7 @@ class InstallJobTest : public InstallFixture, public ::testing::WithParamInterfa
     const size_t count = kit_.entries.size();
     ASSERT_EQ(count + 1, posts_.size());
     for (size_t i = 0; i < count; ++i) {
-      std::string name = S(kit_.entries[i].name);
+      std::string name = Utf8(kit_.entries[i].name);
       for (char& c : name)
         if (c == '\\') c = '/';
       EXPECT_EQ(0u, posts_[i].code);
@@ -73,7 +73,7 @@ TEST_P(InstallJobTest, UpgradeReplacesOlderFilesAndKeepsSameOrNewerOnes) {
   Source("newer.txt", "kit, older", kT0);
   Source("z_same.txt", "kit, same time", kT0);
   PackAndLoad();
-  ASSERT_EQ("z_same.txt", S(kit_.entries.back().name));
+  ASSERT_EQ("z_same.txt", Utf8(kit_.entries.back().name));
   // The old file is longer than its replacement: its tail must go.
   WriteFile(templ_ + "/old.txt", "old content that is longer", kT0);
   WriteFile(templ_ + "/newer.txt", "local, newer", kT0 + 500);
@@ -119,11 +119,11 @@ TEST_P(InstallJobTest, BackupDirectoryTakesTheFirstFreeNumber) {
   ASSERT_EQ(0u, Install(&job));
 
   ASSERT_EQ(1u, job.transactions.size());
-  EXPECT_EQ(temp_ + "/r4stp2/", S(job.transactions[0].backupDirectory));
-  EXPECT_EQ(templ_ + "/", S(job.transactions[0].rootDirectory));
+  EXPECT_EQ(temp_ + "/r4stp2/", Utf8(job.transactions[0].backupDirectory));
+  EXPECT_EQ(templ_ + "/", Utf8(job.transactions[0].rootDirectory));
   // The used numbers are left alone; the run's own backup is gone.
   EXPECT_EQ("someone else's", ReadFile(temp_ + "/r4stp1/keep.txt"));
-  std::vector<std::string> left = Names(temp_);
+  std::vector<std::string> left = ListNames(temp_);
   EXPECT_EQ(3u, left.size());
   EXPECT_EQ(0, std::count(left.begin(), left.end(), "r4stp2"));
 }

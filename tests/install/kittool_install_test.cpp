@@ -1,5 +1,6 @@
 // `kittool install` as a real process: its exit codes, its messages, its
 // progress output, and an interrupt in the middle of a large kit.
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 
@@ -23,9 +24,6 @@ class KittoolInstall : public InstallFixture {
   }
   std::string ErrPath() { return root_ + "/stderr.txt"; }
   std::string Err() { return ReadFile(ErrPath()); }
-  void Pack() {
-    ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null"));
-  }
 };
 
 TEST_F(KittoolInstall, InstallsAndLogsProgressAsPlainLines) {
@@ -42,7 +40,7 @@ TEST_F(KittoolInstall, InstallsAndLogsProgressAsPlainLines) {
   EXPECT_NE(std::string::npos, err.find("100%  2/2 files")) << err;
   EXPECT_NE(std::string::npos, err.find("dir/b.txt")) << err;
   // The staging file goes with the process.
-  EXPECT_EQ(std::vector<std::string>{}, Names(temp_));
+  EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
 }
 
 TEST_F(KittoolInstall, QuietPrintsNothingOnSuccess) {
@@ -64,7 +62,7 @@ TEST_F(KittoolInstall, ExitCodesForUsageAndForAMissingOrDamagedKit) {
   WriteFile(kit_path_, std::string(4096, '\xff'), kT0);  // not a DEFLATE stream
   EXPECT_EQ(3, Install("'" + kit_path_ + "' '" + templ_ + "'"));
   EXPECT_EQ(0u, Err().rfind("error 13: ", 0)) << Err();
-  EXPECT_EQ(std::vector<std::string>{}, Names(temp_));
+  EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
   EXPECT_EQ(-1, MTime(templ_));
 }
 
@@ -78,11 +76,11 @@ TEST_F(KittoolInstall, FailureRollsBackAndPrintsTheCode) {
 
   EXPECT_EQ(1, Install("--quiet '" + kit_path_ + "' '" + templ_ + "'"));
 
-  EXPECT_EQ(0u, Err().rfind("error 3: " + S(LookupMessage("IDS_INSTALL_ERROR")) + "\n", 0))
+  EXPECT_EQ(0u, Err().rfind("error 3: " + Utf8(LookupMessage("IDS_INSTALL_ERROR")) + "\n", 0))
       << Err();
   EXPECT_NE(std::string::npos, Err().find("blocked/inner/f.txt")) << Err();
   EXPECT_EQ(before, TakeSnapshot(templ_));
-  EXPECT_EQ(std::vector<std::string>{}, Names(temp_));
+  EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
 }
 
 // A large kit interrupted with SIGINT once it is well under way: the run is
@@ -127,7 +125,7 @@ TEST_F(KittoolInstall, InterruptRollsBackAndExitsWithTheCancelCode) {
   EXPECT_NE(std::string::npos, Err().find("error 1223: ")) << Err();
   EXPECT_EQ(std::string::npos, Err().find("100%")) << "finished before the interrupt";
   EXPECT_EQ(before, TakeSnapshot(templ_));
-  EXPECT_EQ(std::vector<std::string>{}, Names(temp_));
+  EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
 }
 
 }  // namespace

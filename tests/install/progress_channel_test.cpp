@@ -8,14 +8,14 @@
 
 #include "core/text_string.h"
 #include "install/progress_channel.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
-std::u16string U(const TextString& t) { return std::u16string(t.data(), t.length()); }
-std::u16string Wide(const std::string& s) { return std::u16string(s.begin(), s.end()); }
+using testsupport::U16;
 std::u16string EntryText(uint32_t i) {
-  return Wide("entry " + std::to_string(i) + " of a fairly long path name");
+  return U16("entry " + std::to_string(i) + " of a fairly long path name");
 }
 
 TEST(ProgressChannel, StartRequestEndsTheDirectoryInOneSeparator) {
@@ -27,7 +27,7 @@ TEST(ProgressChannel, StartRequestEndsTheDirectoryInOneSeparator) {
     StartRequest(&channel, nullptr, TextString(given.c_str()));
     TextString directory(u"garbage");
     ReadRequest(&channel, nullptr, &directory);
-    EXPECT_EQ(stored, U(directory));
+    EXPECT_EQ(stored, U16(directory));
   }
 }
 
@@ -65,7 +65,7 @@ TEST(ProgressChannel, NullChannelDoesNothing) {
   ReadProgress(nullptr, &code, &text, &percent);
   EXPECT_FALSE(IsCancelled(nullptr));
   EXPECT_EQ(5u, code);
-  EXPECT_EQ(u"kept", U(text));
+  EXPECT_EQ(u"kept", U16(text));
   EXPECT_EQ(7, percent);
 }
 
@@ -99,7 +99,7 @@ TEST(ProgressChannelThreadSafety, WorkerPostsWhileReaderReads) {
     if (code == 0) continue;  // nothing posted yet
     ASSERT_GE(code, last);
     last = code;
-    ASSERT_EQ(EntryText(code), U(text));
+    ASSERT_EQ(EntryText(code), U16(text));
     ASSERT_EQ(static_cast<int32_t>(code % 101), percent);
   }
   worker.join();

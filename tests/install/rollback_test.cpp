@@ -14,7 +14,7 @@ const time_t kT0 = 1600000000;
 // The target whose open for writing fails, and the code it fails with.
 std::string g_failing_target;
 uint32_t OpenFault(const TextString& path, uint32_t access, uint32_t) {
-  return (access & kAccessWrite) && S(path) == g_failing_target ? 87u : 0u;
+  return (access & kAccessWrite) && Utf8(path) == g_failing_target ? 87u : 0u;
 }
 
 enum class Fault { kOpenFails, kCancel, kParentIsAFile };
@@ -66,7 +66,7 @@ class RollbackTest : public InstallFixture, public ::testing::WithParamInterface
   }
 
   std::string Target(size_t i) {
-    std::string name = S(kit_.entries[i].name);
+    std::string name = Utf8(kit_.entries[i].name);
     for (char& c : name)
       if (c == '\\') c = '/';
     return templ_ + "/" + name;
@@ -107,7 +107,7 @@ TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
   } else {
     EXPECT_EQ(c.fault == Fault::kOpenFails ? 87u : 3u, code);
     EXPECT_EQ(code, posts_.back().code);
-    EXPECT_EQ(S(LookupMessage("IDS_INSTALL_ERROR")), posts_.back().text);
+    EXPECT_EQ(Utf8(LookupMessage("IDS_INSTALL_ERROR")), posts_.back().text);
   }
   EXPECT_EQ(percent, posts_.back().percent);
   // One post per entry up to k, then the error (none for a cancel).
@@ -148,7 +148,7 @@ TEST_F(InstallFixture, FailedRunRemovesTheTemplateDirectoryItMade) {
   EXPECT_EQ(87u, Install());
 
   SetOpenFaultHook(nullptr);
-  EXPECT_EQ(std::vector<std::string>{}, Names(root_ + "/outer"));
+  EXPECT_EQ(std::vector<std::string>{}, ListNames(root_ + "/outer"));
   ExpectTempHoldsOnlyStaging();
 }
 

@@ -30,7 +30,7 @@ class WorkerTest : public InstallFixture {
  protected:
   void Start(WorkerThread& worker) {
     InitChannel(&channel_);
-    StartRequest(&channel_, &kit_, T(templ_));
+    StartRequest(&channel_, &kit_, Text(templ_));
     worker.finishPauseMs = 0;
     StartWorker(&worker, &channel_);
     ASSERT_EQ(0, worker.createResult);
@@ -84,7 +84,7 @@ std::string g_hold_target;
 std::atomic<bool> g_held{false};
 ProgressChannel* g_channel = nullptr;
 uint32_t HoldUntilCancelled(const TextString& path, uint32_t access, uint32_t) {
-  if ((access & kAccessWrite) && S(path) == g_hold_target) {
+  if ((access & kAccessWrite) && Utf8(path) == g_hold_target) {
     g_held = true;
     while (!IsCancelled(g_channel)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }

@@ -4,8 +4,6 @@
 #ifndef KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
 #define KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
 
-#include <dirent.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -23,12 +21,8 @@ class ScopedTmpdir {
   // Names in the directory that start with "edf".
   std::vector<std::string> StagingFiles() const {
     std::vector<std::string> names;
-    if (DIR* d = opendir(path().c_str())) {
-      while (dirent* e = readdir(d)) {
-        if (std::string(e->d_name).rfind("edf", 0) == 0) names.push_back(e->d_name);
-      }
-      closedir(d);
-    }
+    for (const std::string& name : testsupport::ListNames(path()))
+      if (name.rfind("edf", 0) == 0) names.push_back(name);
     return names;
   }
 

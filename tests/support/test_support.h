@@ -9,11 +9,13 @@
 #define KITSETUP_TESTS_SUPPORT_TEST_SUPPORT_H
 
 #include <stdlib.h>
+#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -96,6 +98,20 @@ inline void WriteFile(const std::string& path, const std::string& bytes, time_t 
 inline std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The names in a directory, "." and ".." left out, sorted.
+inline std::vector<std::string> ListNames(const std::string& dir) {
+  std::vector<std::string> names;
+  if (DIR* d = opendir(dir.c_str())) {
+    while (const dirent* e = readdir(d)) {
+      const std::string name = e->d_name;
+      if (name != "." && name != "..") names.push_back(name);
+    }
+    closedir(d);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 // UTF-8 to UTF-16; a malformed byte becomes U+FFFD.
