@@ -8,20 +8,20 @@
 #include <string>
 #include <vector>
 
-#include "app_test_support.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
-using kitsetup_test::RunInChild;
-using kitsetup_test::ToStd;
+using testsupport::RunInChild;
+using testsupport::Utf8;
 
 // "<useCwd><silent> <id> <code>" of a scan.
 std::string Scan(std::vector<const char*> args) {
   args.push_back(nullptr);
   const StartupChoice c = ScanCommandLine(static_cast<int>(args.size()) - 1, args.data());
   return std::to_string(c.useCwd) + std::to_string(c.silent) + " " + std::to_string(c.languageId) +
-         " " + ToStd(c.languageCode);
+         " " + Utf8(c.languageCode);
 }
 
 TEST(CommandLineScan, SwitchesWordsAndTheirOrder) {
@@ -58,7 +58,7 @@ std::string Start(const char* lang, std::vector<const char*> args, const char* l
     const StartupChoice c = ReadStartup(static_cast<int>(args.size()) - 1, args.data(), locale);
     const char* now = std::getenv("LANG");
     return std::string("LANG=") + (now != nullptr ? now : "(unset)") + " " +
-           std::to_string(c.languageId) + " " + ToStd(c.languageCode);
+           std::to_string(c.languageId) + " " + Utf8(c.languageCode);
   });
 }
 
@@ -83,7 +83,7 @@ TEST(LanguageChoice, ApplySelectsTheTableAndLogs) {
   EXPECT_EQ(RunInChild([] {
               const char* argv[] = {"Setup", "-Lbg", nullptr};
               const StartupChoice choice = ReadStartup(2, argv, "en_US");
-              const std::string log = kitsetup_test::CaptureStderr([&] { ApplyLanguage(choice); });
+              const std::string log = testsupport::CaptureStderr([&] { ApplyLanguage(choice); });
               return log + std::to_string(CurrentLanguage());
             }),
             "kitsetup: language bg 6\n6");

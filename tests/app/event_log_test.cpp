@@ -7,13 +7,13 @@
 #include <sstream>
 #include <thread>
 
-#include "app_test_support.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
 TEST(EventLog, ExactLinesInUtf8OnOneLine) {
-  const std::string log = kitsetup_test::CaptureStderr([] {
+  const std::string log = testsupport::CaptureStderr([] {
     LogLanguage(u"ru", 1);
     LogKit(u"/Apps/Kit/mivo.efd");
     LogTemplate(u"/home/u/ქართ/");
@@ -37,7 +37,7 @@ TEST(EventLog, ExactLinesInUtf8OnOneLine) {
 TEST(EventLogThreadSafety, LinesOfTwoThreadsNeverMix) {
   const std::u16string a(300, u'a'), b(300, u'б');
   constexpr int kLines = 2000;
-  const std::string log = kitsetup_test::CaptureStderr([&] {
+  const std::string log = testsupport::CaptureStderr([&] {
     std::thread first([&] { for (int i = 0; i < kLines; ++i) LogTemplate(a.c_str()); });
     for (int i = 0; i < kLines; ++i) LogKit(b.c_str());
     first.join();

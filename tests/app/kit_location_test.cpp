@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "app_test_support.h"
+#include "support/test_support.h"
 
 namespace kitsetup {
 namespace {
 
-using kitsetup_test::ToStd;
+using testsupport::Utf8;
 
 TEST(KitLocation, PathRule) {
   const char* cases[][2] = {
@@ -30,22 +30,22 @@ TEST(KitLocation, PathRule) {
       {"", ""},  // own path unknown: no kit path at all
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(ToStd(LocateKitFile(false, c[0], "/ignored")), c[1]) << c[0];
+    EXPECT_EQ(Utf8(LocateKitFile(false, c[0], "/ignored")), c[1]) << c[0];
   }
-  EXPECT_EQ(ToStd(LocateKitFile(true, cases[0][0], "/srv/kits")), "/srv/kits/mivo.efd");
-  EXPECT_EQ(ToStd(LocateKitFile(true, cases[0][0], "")), "");
+  EXPECT_EQ(Utf8(LocateKitFile(true, cases[0][0], "/srv/kits")), "/srv/kits/mivo.efd");
+  EXPECT_EQ(Utf8(LocateKitFile(true, cases[0][0], "")), "");
 }
 
 TEST(KitLocation, ThisProcess) {
   const std::string self = ExecutablePath().c_str();
   EXPECT_EQ(self.substr(self.rfind('/') + 1), "app_tests");
   EXPECT_EQ(access(self.c_str(), X_OK), 0);
-  EXPECT_EQ(ToStd(LocateKitFile(false)), self.substr(0, self.rfind('/')) + "/mivo.efd");
-  kitsetup_test::ScratchDir dir;
-  EXPECT_EQ(kitsetup_test::RunInChild([&] {
-              return chdir(dir.path.c_str()) == 0 ? ToStd(LocateKitFile(true)) : "chdir failed";
+  EXPECT_EQ(Utf8(LocateKitFile(false)), self.substr(0, self.rfind('/')) + "/mivo.efd");
+  testsupport::ScratchDir dir;
+  EXPECT_EQ(testsupport::RunInChild([&] {
+              return chdir(dir.path().c_str()) == 0 ? Utf8(LocateKitFile(true)) : "chdir failed";
             }),
-            dir / "mivo.efd");
+            dir.At("mivo.efd"));
 }
 
 }  // namespace

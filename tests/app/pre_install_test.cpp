@@ -17,6 +17,7 @@ namespace kitsetup {
 namespace {
 
 using namespace kitsetup_test;
+using namespace testsupport;
 
 TEST(TemplateProposalCleaning, UrlsFileSchemeAndLineBreaks) {
   const char16_t* cases[][2] = {
@@ -30,7 +31,7 @@ TEST(TemplateProposalCleaning, UrlsFileSchemeAndLineBreaks) {
       {u"/a\r\n/b\n\r", u"/a/b"},
       {u"fi\nle:///x", u"file:///x"},  // line breaks go after the scheme
   };
-  for (const auto& c : cases) EXPECT_EQ(CleanTemplateProposal(c[0]), TextString(c[1])) << ToStd(c[0]);
+  for (const auto& c : cases) EXPECT_EQ(CleanTemplateProposal(c[0]), TextString(c[1])) << Utf8(c[0]);
 }
 
 TEST(FreeSpaceArithmetic, ThreeTimesTheKitIn32Bits) {
@@ -49,44 +50,36 @@ TEST(FreeSpaceArithmetic, ThreeTimesTheKitIn32Bits) {
 class PreInstall : public ::testing::Test {
  protected:
   void SetUp() override {
-    for (const char* name : {"HOME", "TMPDIR"}) {
-      const char* v = std::getenv(name);
-      saved_.push_back(v != nullptr ? v : "");
-    }
-    mkdir(home_.c_str(), 0755);
-    mkdir((dir_ / "tmp").c_str(), 0755);
-    setenv("HOME", home_.c_str(), 1);
-    setenv("TMPDIR", (dir_ / "tmp/").c_str(), 1);
+    MakeDirs(home_);
+    MakeDirs(dir_.At("tmp"));
     SetCurrentLanguage(3);
   }
   void TearDown() override {
-    if (mounted_) std::system(("umount '" + dir_ / "mnt'").c_str());
-    setenv("HOME", saved_[0].c_str(), 1);
-    saved_[1].empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", saved_[1].c_str(), 1);
+    if (mounted_) std::system(("umount '" + dir_.At("mnt'")).c_str());
   }
 
   // "<result>|<messages shown>|<event log>"; each message as "<type>:<text>".
   std::string Prepare(InstallerState& state, const char* exe = "/Kits/Setup.app/Contents/MacOS/Setup") {
     std::string shown;
     const ShowMessageFn show = [&](const TextString& text, uint32_t type) {
-      shown += std::to_string(type) + ":" + ToStd(text) + ";";
+      shown += std::to_string(type) + ":" + Utf8(text) + ";";
       return kAnswerOk;
     };
-    const ByteString path = *exe ? ByteString((dir_.path + exe).c_str()) : ByteString();
+    const ByteString path = *exe ? ByteString((dir_.path() + exe).c_str()) : ByteString();
     bool ok = false;
     const std::string log = CaptureStderr([&] { ok = PrepareInstall(state, show, path); });
     return (ok ? "true|" : "false|") + shown + "|" + log;
   }
   static std::string Failed(const char* key, const std::string& log) {
-    return "false|" + std::to_string(0x1000001) + ":" + ToStd(LookupMessage(key)) + ";|" + log;
+    return "false|" + std::to_string(0x1000001) + ":" + Utf8(LookupMessage(key)) + ";|" + log;
   }
   std::string KitLine() const { return "kitsetup: kit " + kit_ + "\n"; }
   std::string TemplateLine(const std::string& dir) const { return "kitsetup: template " + dir + "\n"; }
 
   ScratchDir dir_;
-  std::string home_ = dir_ / "home", kit_ = dir_ / "Kits/mivo.efd";
+  std::string home_ = dir_.At("home"), kit_ = dir_.At("Kits/mivo.efd");
   std::string defaultTemplates_ = home_ + "/.mivo/Vesk/miv8/tmplts/";
-  std::vector<std::string> saved_;
+  ScopedEnv home_env_{"HOME", home_.c_str()}, tmpdir_env_{"TMPDIR", dir_.At("tmp/").c_str()};
   bool mounted_ = false;
 };
 
@@ -111,9 +104,9 @@ TEST_F(PreInstall, EachFailureIsShownOnceAndStopsTheChecks) {
 
   WriteFile(kit_, "this is not a deflate stream at all, just text");
   EXPECT_EQ(Prepare(damaged), Failed("IDS_ERROR_DAMAGEDSOURCE", KitLine() + TemplateLine(defaultTemplates_)));
-  EXPECT_EQ(ToStd(damaged.m_kitPath), kit_);
+  EXPECT_EQ(Utf8(damaged.m_kitPath), kit_);
   EXPECT_EQ(damaged.m_kit.dataHandle, kNoHandle);
-  EXPECT_EQ(std::system(("test -z \"$(ls -A '" + dir_ / "tmp" + "')\"").c_str()), 0) << "staging file left";
+  EXPECT_EQ(std::system(("test -z \"$(ls -A '" + dir_.At("tmp") + "')\"").c_str()), 0) << "staging file left";
   // An empty kit passes the size check and is judged by the loader.
   WriteFile(kit_, "");
   EXPECT_EQ(Prepare(empty), Failed("IDS_ERROR_DAMAGEDSOURCE", KitLine() + TemplateLine(defaultTemplates_)));
@@ -121,10 +114,10 @@ TEST_F(PreInstall, EachFailureIsShownOnceAndStopsTheChecks) {
 
 TEST_F(PreInstall, GoodKitWithConfiguredAndLegacyTemplates) {
   ASSERT_EQ(WriteKit(kit_, u"Ledger", u"\\conf\\a.txt", "payload"), 0u);
-  const std::string rw = dir_ / "templates", legacyRw = dir_ / "legacy";
+  const std::string rw = dir_.At("templates"), legacyRw = dir_.At("legacy");
   mkdir(rw.c_str(), 0755);
   mkdir(legacyRw.c_str(), 0755);
-  WriteFile(home_ + "/.Vesk/veskstart/veskstart.cfg", "ConfigurationTemplatesLocation=" + dir_ / "gone/" +
+  WriteFile(home_ + "/.Vesk/veskstart/veskstart.cfg", "ConfigurationTemplatesLocation=" + dir_.At("gone/") +
                                                           "\nConfigurationTemplatesLocation=" + rw + "/\n");
   InstallerState state;
   EXPECT_EQ(Prepare(state), "true||" + KitLine() + TemplateLine(rw + "/"));  // first writable one
@@ -147,20 +140,20 @@ TEST_F(PreInstall, GoodKitWithConfiguredAndLegacyTemplates) {
 TEST_F(PreInstall, UseCwdFindsTheKitInTheWorkingDirectory) {
   ASSERT_EQ(WriteKit(kit_, u"Ledger", u"a.txt", "x"), 0u);
   EXPECT_EQ(RunInChild([&] {
-              if (chdir((dir_ / "Kits").c_str()) != 0) return std::string("chdir failed");
+              if (chdir((dir_.At("Kits")).c_str()) != 0) return std::string("chdir failed");
               InstallerState state;
               state.m_useCwd = 1;
               const bool ok = PrepareInstall(state, nullptr);  // own executable path ignored
-              return std::string(ok ? "ok " : "failed ") + ToStd(state.m_kitPath);
+              return std::string(ok ? "ok " : "failed ") + Utf8(state.m_kitPath);
             }),
             "ok " + kit_);
 }
 
 TEST_F(PreInstall, SpaceCheckOnASmallFileSystemAndItsWrapAround) {
-  mkdir((dir_ / "mnt").c_str(), 0755);
-  mounted_ = std::system(("mount -t tmpfs -o size=256m tmpfs '" + dir_ / "mnt' 2>/dev/null").c_str()) == 0;
+  mkdir((dir_.At("mnt")).c_str(), 0755);
+  mounted_ = std::system(("mount -t tmpfs -o size=256m tmpfs '" + dir_.At("mnt' 2>/dev/null")).c_str()) == 0;
   if (!mounted_) GTEST_SKIP() << "cannot mount a small file system here";
-  setenv("TMPDIR", (dir_ / "mnt/").c_str(), 1);
+  setenv("TMPDIR", (dir_.At("mnt/")).c_str(), 1);
   WriteFile(kit_, "");
   // 1,400,000,000 bytes (sparse) need 4,200,000,000: refused before loading.
   ASSERT_EQ(truncate(kit_.c_str(), 1400000000ll), 0);

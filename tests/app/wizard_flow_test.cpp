@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
-#include "app_test_support.h"
+#include "support/test_support.h"
 #include "core/messages.h"
 
 namespace kitsetup {
 namespace {
 
-using namespace kitsetup_test;
+using namespace testsupport;
 
 TEST(WizardTable, EveryStateAndEvent) {
   using A = WizardAction;
@@ -55,14 +55,14 @@ TEST(WizardTexts, WelcomeTypedPathAndOpenCommand) {
 
 TEST(WizardFinish, OpensTheDescriptionOnlyWhenCheckedAndPresent) {
   ScratchDir dir;
-  const std::string opener = dir / "bin/" + DesktopOpenCommand(), record = dir / "opened";
+  const std::string opener = dir.At("bin/") + DesktopOpenCommand(), record = dir.At("opened");
   WriteFile(opener, "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" + record + "'\n");
   chmod(opener.c_str(), 0755);
-  const std::string templates = dir / "Шаблоны";
+  const std::string templates = dir.At("Шаблоны");
   WriteFile(templates + "/Docs/Описание файла.htm", "<html/>");
   EXPECT_EQ(RunInChild([&] {
               setenv("LANG", "C.UTF-8", 1);
-              setenv("PATH", (dir / "bin:" + std::getenv("PATH")).c_str(), 1);
+              setenv("PATH", (dir.At("bin:") + std::getenv("PATH")).c_str(), 1);
               const TextString to = Text(templates), file = Text("\\Docs\\Описание файла.htm");
               return std::to_string(OpenDescriptionFile(to, file, true)) +
                      std::to_string(OpenDescriptionFile(to, file, false)) +
@@ -75,7 +75,7 @@ TEST(WizardFinish, OpensTheDescriptionOnlyWhenCheckedAndPresent) {
 
 TEST(WizardSuccess, WritesTheLauncherFilesTheFlagsChoose) {
   ScratchDir dir;
-  const std::string installed = dir / "installed", current = "/.Vesk/veskstart/veskstart.cfg",
+  const std::string installed = dir.At("installed"), current = "/.Vesk/veskstart/veskstart.cfg",
                     legacy = "/.Vesk/veskstartt/veskstart.cfg";
   // flags, then the files expected to be written.
   const struct {
@@ -83,7 +83,7 @@ TEST(WizardSuccess, WritesTheLauncherFilesTheFlagsChoose) {
     std::vector<std::string> files;
   } cases[] = {{0, 0, {current}}, {1, 1, {legacy}}, {0, 1, {current, legacy}}, {1, 0, {}}};
   for (const auto& c : cases) {
-    const std::string home = dir / ("home" + std::to_string(c.flagA) + std::to_string(c.flagB));
+    const std::string home = dir.At("home" + std::to_string(c.flagA) + std::to_string(c.flagB));
     std::string expected = std::to_string(c.files.size()) + "|" + installed + "|";
     for (const std::string& f : c.files) expected += "kitsetup: saved " + home + f + "\n";
     EXPECT_EQ(RunInChild([&] {
@@ -92,10 +92,10 @@ TEST(WizardSuccess, WritesTheLauncherFilesTheFlagsChoose) {
                 state.m_flagA = c.flagA;
                 state.m_flagB = c.flagB;
                 state.m_templateDir = Text(installed + "/");
-                state.m_dirList = {Text(dir / "older/")};
+                state.m_dirList = {Text(dir.At("older/"))};
                 int written = 0;
                 const std::string log = CaptureStderr([&] { written = RecordInstalledTemplate(state); });
-                return std::to_string(written) + "|" + ToStd(state.m_dirList.front()) + "|" + log;
+                return std::to_string(written) + "|" + Utf8(state.m_dirList.front()) + "|" + log;
               }),
               expected);
     for (const std::string& f : {current, legacy}) {
@@ -103,7 +103,7 @@ TEST(WizardSuccess, WritesTheLauncherFilesTheFlagsChoose) {
       const bool wanted = std::find(c.files.begin(), c.files.end(), f) != c.files.end();
       EXPECT_EQ(!text.empty(), wanted) << home + f;
       if (wanted) {
-        EXPECT_LT(text.find(installed), text.find(dir / "older")) << "installed directory first";
+        EXPECT_LT(text.find(installed), text.find(dir.At("older"))) << "installed directory first";
       }
     }
   }
