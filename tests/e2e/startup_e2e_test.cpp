@@ -19,18 +19,10 @@ namespace {
 using e2e::SetupRun;
 using e2e::XServer;
 using kitsetup::ByteString;
+using e2e::Text;
 using kitsetup::TextString;
 
 TextString T(const char* utf8) { return kitsetup::FromLocaleBytes(ByteString(utf8)); }
-
-// The text of `key` in language `id`, as UTF-8.
-std::string Text(kitsetup::LanguageId id, const char* key) {
-  const kitsetup::LanguageId before = kitsetup::CurrentLanguage();
-  kitsetup::SetCurrentLanguage(id);
-  const ByteString bytes = kitsetup::ToLocaleBytes(kitsetup::LookupMessage(key));
-  kitsetup::SetCurrentLanguage(before);
-  return bytes.c_str();
-}
 
 void WriteSampleKit(const std::string& path) {
   kitsetup::KitBuilder kit;

@@ -2,10 +2,13 @@
 // copy, the launcher configuration written afterwards and the description
 // opened on Finish; silent mode. Screenshots of every page go to artifacts/.
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include "core/encoding.h"
@@ -20,12 +23,9 @@ using e2e::XServer;
 using kitsetup::ByteString;
 using kitsetup::TextString;
 
-TextString T(const char* utf8) { return kitsetup::FromLocaleBytes(ByteString(utf8)); }
+using e2e::Text;
 
-std::string Text(kitsetup::LanguageId id, const char* key) {
-  kitsetup::SetCurrentLanguage(id);
-  return kitsetup::ToLocaleBytes(kitsetup::LookupMessage(key)).c_str();
-}
+TextString T(const char* utf8) { return kitsetup::FromLocaleBytes(ByteString(utf8)); }
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -35,6 +35,38 @@ std::string ReadFile(const std::string& path) {
 }
 
 const uint64_t kTime = 133000000000000000ull;  // 2022-06-18, as 100-ns ticks since 1601
+
+// Every path under `root` with its bytes and, for files, the modification
+// time to the nanosecond. Directories' own times are left out: a rollback
+// that removes what it added still touches its parent directory.
+std::map<std::string, std::string> Snapshot(const std::string& root) {
+  std::map<std::string, std::string> out;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    const std::string path = entry.path().string();
+    struct stat st {};
+    lstat(path.c_str(), &st);
+    std::string& record = out[path.substr(root.size())];
+    if (S_ISDIR(st.st_mode)) {
+      record = "directory";
+    } else {
+      record = "file " + std::to_string(st.st_mtim.tv_sec) + "." + std::to_string(st.st_mtim.tv_nsec) +
+               " " + ReadFile(path);
+    }
+  }
+  return out;
+}
+
+std::vector<std::string> Names(const std::string& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) names.push_back(entry.path().filename());
+  return names;
+}
+
+void WriteDated(const std::string& path, const std::string& bytes, time_t when) {
+  std::ofstream(path, std::ios::binary) << bytes;
+  const timespec times[2] = {{when, 0}, {when, 123456789}};
+  utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
 
 void WriteKit(const std::string& path, size_t smallFiles = 0) {
   kitsetup::KitBuilder kit;
@@ -58,28 +90,15 @@ class SetupWizard : public ::testing::Test {
 
   std::string Shot(const std::string& what) { return x_.Screenshot("page_" + what); }
 
-  // Waits for the main window; remembers its client origin.
-  bool FindWindow(SetupRun& run, kitsetup::LanguageId id) {
-    if (run.WaitForLog("page welcome", 20).empty()) return false;
-    std::vector<std::string> windows = x_.WaitForWindows(Text(id, "IDR_MAINFRAME"), 10);
-    int w = 0, h = 0;
-    if (windows.empty() || !x_.Geometry(windows[0], x0_, y0_, w, h)) return false;
-    At(330, 200);  // the page text: gives the window the keyboard
-    return true;
-  }
-  void At(int x, int y) { x_.Click(x0_ + x, y0_ + y); }
-  void Back() { At(270, 335); }
-  void Next() { At(350, 335); }
-  void Cancel() { At(450, 335); }
-  void TypePath(const std::string& path) {
-    At(300, 290);
-    x_.Key("End");
-    x_.Xdo("key --repeat 200 --delay 5 BackSpace");
-    x_.Type(path);
-  }
+  bool FindWindow(SetupRun& run, int id) { return w_.Find(run, Text(id, "IDR_MAINFRAME")); }
+  void At(int x, int y) { w_.At(x, y); }
+  void Back() { w_.Back(); }
+  void Next() { w_.Next(); }
+  void Cancel() { w_.Cancel(); }
+  void TypePath(const std::string& path) { w_.TypePath(path); }
 
   XServer x_{false};
-  int x0_ = 0, y0_ = 0;
+  e2e::WizardWindow w_{x_};
 };
 
 // Welcome, Next, a typed path with backslashes, Next, the copy, the success
@@ -218,6 +237,126 @@ TEST_F(SetupWizard, SilentModeInstallsWithoutAClick) {
   const std::string tmplts = run.home() + "/.mivo/Vesk/miv8/tmplts";
   EXPECT_EQ(ReadFile(tmplts + "/Trade/template.cfg"), "name=Trade\n");
   EXPECT_NE(run.WaitForLog("saved ", 0), "");
+}
+
+// Cancel and Esc on the welcome page both ask; No keeps the wizard where it
+// was, only Yes closes it (Esc answered Yes: the start-up tests).
+TEST_F(SetupWizard, CancelAndEscapeOnWelcomeCloseOnlyOnYes) {
+  SetupRun run;
+  WriteKit(run.kitPath());
+  ASSERT_TRUE(run.Start(x_, {"-Len"}));
+  ASSERT_TRUE(FindWindow(run, 3));
+  const std::string question = "message 0x2000002 " + Text(3, "IDS_ACCEPT_CANCEL");
+  auto questions = [&run, &question] {
+    int n = 0;
+    for (const std::string& line : run.Log()) n += line == question;
+    return n;
+  };
+
+  Cancel();
+  ASSERT_EQ(run.WaitForLog("message", 10), question);
+  ASSERT_NE(w_.Box(), "");
+  x_.Key("Escape");  // No
+  e2e::SleepSeconds(0.5);
+  EXPECT_TRUE(run.Running());
+  EXPECT_EQ(w_.Box(0), "") << "No closes the box";
+
+  x_.Key("Escape");
+  e2e::SleepSeconds(0.5);
+  EXPECT_EQ(questions(), 2);
+  x_.Key("Escape");  // No
+  e2e::SleepSeconds(0.5);
+  EXPECT_TRUE(run.Running());
+
+  Cancel();
+  e2e::SleepSeconds(0.5);
+  ASSERT_EQ(questions(), 3);
+  x_.Key("Return");  // Yes
+  EXPECT_EQ(run.WaitExit(10), 0);
+  EXPECT_EQ(run.WaitForLog("page destination", 0), "") << "the wizard never moved on";
+}
+
+// A target that cannot be written half way through the copy: a plain file
+// stands where the kit needs a directory. The error box, the failure page,
+// and the template directory exactly as it was: the replaced file back with
+// its bytes and time, the new files and directories gone, the blocking file
+// untouched; in the temporary directory only the staging file is left.
+TEST_F(SetupWizard, FailureDuringCopyRollsBackCompletely) {
+  SetupRun run;
+  kitsetup::KitBuilder kit;
+  kit.AddDescription({T("en"), T("Trade templates"), T("Example Ltd."), T("\\Docs\\readme.htm")});
+  kit.AddEntry(T("\\Docs\\readme.htm"), "<html>readme</html>", kTime);
+  kit.AddEntry(T("\\Existing.cfg"), "new\n", kTime);
+  kit.AddEntry(T("\\Keep\\new.txt"), "new file in an old folder\n", kTime);
+  kit.AddEntry(T("\\Templates\\Trade\\x.xml"), "<x/>", kTime);
+  kit.AddEntry(T("\\Zzz\\after.txt"), "never reached\n", kTime);
+  ASSERT_EQ(kit.WriteTo(run.kitPath()), 0u);
+
+  const std::string target = run.dir() + "/target";
+  const time_t old = 1000000000;  // 2001: older than the kit's files, so they replace them
+  ASSERT_EQ(system(("mkdir -p " + e2e::Quote(target + "/Keep")).c_str()), 0);
+  WriteDated(target + "/Templates", "a file, not a folder\n", old);
+  WriteDated(target + "/Existing.cfg", "old\n", old);
+  WriteDated(target + "/Keep/old.txt", "kept\n", old);
+  const auto before = Snapshot(target);
+  ASSERT_TRUE(Names(run.tmp()).empty());
+
+  ASSERT_TRUE(run.Start(x_, {"-Len"}));
+  ASSERT_TRUE(FindWindow(run, 3));
+  Next();
+  ASSERT_NE(run.WaitForLog("page destination", 10), "");
+  TypePath(target);
+  Next();
+  ASSERT_EQ(run.WaitForLog("page progress", 10), "page progress");
+  const std::string result = run.WaitForLog("result", 30);
+  EXPECT_NE(result, "result 0");
+  EXPECT_NE(result, "result 1223");
+  EXPECT_EQ(run.WaitForLog("message", 10), "message 0x1000001 " + Text(3, "IDS_INSTALL_ERROR"));
+  ASSERT_NE(w_.Box(), "");
+  x_.Key("Return");
+  ASSERT_EQ(run.WaitForLog("page failure", 10), "page failure");
+  EXPECT_EQ(run.WaitForLog("saved", 0), "") << "a failed run writes no configuration";
+  Next();  // Finish
+  EXPECT_EQ(run.WaitExit(20), 0);
+
+  EXPECT_EQ(Snapshot(target), before);
+  const std::vector<std::string> left = Names(run.tmp());
+  ASSERT_EQ(left.size(), 1u) << "only the staging file stays; backups are gone";
+  EXPECT_EQ(left[0].compare(0, 3, "edf"), 0) << left[0];
+}
+
+// Only the legacy launcher file names a template directory: the silent run
+// offers and fills that directory, then rewrites the legacy file alone with
+// the directory first and its other keys kept; the current launcher's file
+// is not created.
+TEST_F(SetupWizard, SilentModeWithLegacyConfigurationRewritesOnlyIt) {
+  SetupRun run;
+  WriteKit(run.kitPath());
+  const std::string legacyDir = run.dir() + "/legacy/";
+  const std::string legacyFile = run.home() + "/.Vesk/veskstartt/veskstart.cfg";
+  ASSERT_EQ(system(("mkdir -p " + e2e::Quote(legacyDir) + " " + e2e::Quote(run.home() + "/.Vesk/veskstartt"))
+                       .c_str()),
+            0);
+  std::ofstream(legacyFile) << "DefaultVersion=8.3\nConfigurationTemplatesLocation=" << legacyDir << "\n";
+
+  ASSERT_TRUE(run.Start(x_, {"-S"}));
+  EXPECT_EQ(run.WaitForLog("template ", 20), "template " + legacyDir);
+  EXPECT_EQ(run.WaitForLog("page success", 30), "page success");
+  EXPECT_EQ(run.WaitExit(30), 0);
+  EXPECT_EQ(ReadFile(legacyDir + "Trade/template.cfg"), "name=Trade\n");
+
+  std::vector<std::string> saved;
+  for (const std::string& line : run.Log()) {
+    if (line.rfind("saved ", 0) == 0) saved.push_back(line.substr(6));
+  }
+  EXPECT_EQ(saved, std::vector<std::string>{legacyFile});
+  // The chosen directory goes first, without its slash, and (as any value
+  // not ending in a separator) gains a backslash; the value read stays.
+  EXPECT_EQ(ReadFile(legacyFile), "DefaultVersion=8.3\nConfigurationTemplatesLocation=" +
+                                      legacyDir.substr(0, legacyDir.size() - 1) +
+                                      "\\\nConfigurationTemplatesLocation=" + legacyDir + "\n");
+  struct stat st {};
+  EXPECT_NE(stat((run.home() + "/.Vesk/veskstart").c_str(), &st), 0);
 }
 
 }  // namespace

@@ -12,6 +12,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "core/encoding.h"
+#include "core/messages.h"
+
 extern char** environ;
 
 namespace e2e {
@@ -182,6 +185,50 @@ std::string XServer::Screenshot(const std::string& name) const {
   const std::string path = std::string(KITSETUP_E2E_ARTIFACTS) + "/" + name + ".png";
   system(("DISPLAY=" + display() + " import -window root " + Quote(path) + " 2>/dev/null").c_str());
   return path;
+}
+
+bool XServer::CaptureWindow(const std::string& id, const std::string& path) const {
+  // Eight-bit palette PNGs keep the pictures small enough to check in.
+  return system(("DISPLAY=" + display() + " import -window " + id + " -strip +dither -colors 256 " +
+                 Quote("png8:" + path) + " 2>/dev/null")
+                    .c_str()) == 0;
+}
+
+bool WizardWindow::Find(const SetupRun& run, const std::string& title) {
+  if (run.WaitForLog("page welcome", 20).empty()) return false;
+  std::vector<std::string> windows = x_.WaitForWindows(title, 10);
+  int w = 0, h = 0;
+  if (windows.empty() || !x_.Geometry(windows[0], x0_, y0_, w, h)) return false;
+  id_ = windows[0];
+  title_ = title;
+  At(330, 200);
+  return true;
+}
+
+std::string WizardWindow::Box(double seconds) const {
+  const double end = Now() + seconds;
+  do {
+    for (const std::string& id : x_.WaitForWindows(title_, 0)) {
+      if (id != id_) return id;
+    }
+    SleepSeconds(0.1);
+  } while (Now() < end);
+  return "";
+}
+
+void WizardWindow::TypePath(const std::string& path) const {
+  At(300, 290);
+  x_.Key("End");
+  x_.Xdo("key --repeat 200 --delay 5 BackSpace");
+  x_.Type(path);
+}
+
+std::string Text(int id, const char* key) {
+  const kitsetup::LanguageId before = kitsetup::CurrentLanguage();
+  kitsetup::SetCurrentLanguage(id);
+  const kitsetup::ByteString bytes = kitsetup::ToLocaleBytes(kitsetup::LookupMessage(key));
+  kitsetup::SetCurrentLanguage(before);
+  return bytes.c_str();
 }
 
 SetupRun::SetupRun() {

@@ -38,6 +38,8 @@ class XServer {
   void Type(const std::string& text) const;
   // Saves the whole screen as artifacts/<name>.png; returns the path.
   std::string Screenshot(const std::string& name) const;
+  // Saves one window (its client area) as a PNG at `path`; false on failure.
+  bool CaptureWindow(const std::string& id, const std::string& path) const;
 
  private:
   int display_ = -1;
@@ -78,6 +80,36 @@ class SetupRun {
   std::vector<std::string> extra_env_;
   pid_t pid_ = -1;
 };
+
+// The installer's main window, driven by clicks at its controls' places in
+// the 500 x 360 client area (needs a server without a window manager).
+class WizardWindow {
+ public:
+  explicit WizardWindow(const XServer& x) : x_(x) {}
+  // Waits for the welcome page and the window titled `title`, then clicks
+  // into the page text so that the window gets the keyboard, as a person's
+  // first click would. False when either did not appear.
+  bool Find(const SetupRun& run, const std::string& title);
+  const std::string& id() const { return id_; }
+  // Another visible window with the same title (a message box), or "".
+  std::string Box(double seconds = 5) const;
+
+  void At(int x, int y) const { x_.Click(x0_ + x, y0_ + y); }
+  void Back() const { At(270, 335); }
+  void Next() const { At(350, 335); }  // also Finish
+  void Cancel() const { At(450, 335); }
+  void Browse() const { At(475, 290); }
+  // Replaces the destination field's text with `path`.
+  void TypePath(const std::string& path) const;
+
+ private:
+  const XServer& x_;
+  std::string id_, title_;
+  int x0_ = 0, y0_ = 0;
+};
+
+// The text of message `key` in language `id` (1..12), as UTF-8.
+std::string Text(int id, const char* key);
 
 // Shell-quotes one word.
 std::string Quote(const std::string& word);
