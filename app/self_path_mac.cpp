@@ -9,9 +9,10 @@
 namespace kitsetup {
 
 ByteString ExecutablePath() {
-  char buffer[4096] = {};
+  // PROC_PIDPATHINFO_MAXSIZE is the largest buffer the call accepts.
+  char buffer[PROC_PIDPATHINFO_MAXSIZE] = {};
   const int n = proc_pidpath(getpid(), buffer, sizeof buffer);
-  if (n < 1) return ByteString();
+  if (n <= 0) return ByteString();  // 0 (errno set) on failure
   return ByteString(buffer, strnlen(buffer, sizeof buffer));
 }
 

@@ -2,7 +2,10 @@
 // unnamed semaphores (the call fails and the semaphore stays unusable), so
 // the lock is a dispatch semaphore created with a count of 1: wait takes the
 // count, signal gives it back, the same binary-semaphore-as-mutex behaviour.
-// Like the Linux lock it is never destroyed.
+// Like the Linux lock it is never destroyed: the create call's reference is
+// kept for the life of the process (releasing a dispatch semaphore while its
+// count is below the initial one traps), and a wait with
+// DISPATCH_TIME_FOREVER has no interrupted case to retry.
 #include "install/channel_lock.h"
 
 namespace kitsetup {

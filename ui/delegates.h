@@ -11,11 +11,13 @@ namespace kitsetup {
 class CInstallerDlg;
 }
 
-@interface ExtNSWindowDelegate : NSObject
+// The protocols are declared so that setDelegate: takes them without a
+// warning from clang on macOS; GNUstep declares them too.
+@interface ExtNSWindowDelegate : NSObject <NSWindowDelegate>
 - (void)windowWillClose:(NSNotification*)notification;
 @end
 
-@interface ExtNSApplicationDelegate : NSObject {
+@interface ExtNSApplicationDelegate : NSObject <NSApplicationDelegate> {
  @public
   kitsetup::CInstallerDlg* m_mainDlg;
 }

@@ -1,6 +1,7 @@
-// Cocoa (macOS): -run launches the application itself, the folder chooser is
-// a sheet with a completion block, and the screen-to-window conversion is
-// the rectangle form (convertScreenToBase: is gone from current SDKs).
+// Cocoa (macOS): -run launches the application itself (finishLaunching is
+// not called here, so that it runs once), the folder chooser is a sheet with
+// a completion block, and the screen-to-window conversion is
+// convertPointFromScreen: (convertScreenToBase: is deprecated since 10.7).
 #import "ui/platform.h"
 
 #include "ui/wizard_pages.h"
@@ -18,7 +19,21 @@ NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NS
   [window setStyleMask:styleMask];
   [window setDelegate:delegate];
   if (title != nil) [window setTitle:title];
-  return [alert runModal];
+  // The style mask gives the alert a close box. Closing a window does not
+  // end a modal loop by itself, and the delegate's endSheet: is meant for
+  // sheets, so a close box click ends the loop here (an answer of 0), as
+  // long as this alert is still the modal window.
+  id observer = [[NSNotificationCenter defaultCenter]
+      addObserverForName:NSWindowWillCloseNotification
+                  object:window
+                   queue:nil
+              usingBlock:^(NSNotification* notification) {
+                (void)notification;
+                if ([NSApp modalWindow] == window) [NSApp stopModalWithCode:NSModalResponseAbort];
+              }];
+  const NSInteger response = [alert runModal];
+  [[NSNotificationCenter defaultCenter] removeObserver:observer];
+  return response;
 }
 
 bool PlatformIsEscapeKey(NSEvent* event) {
@@ -26,14 +41,14 @@ bool PlatformIsEscapeKey(NSEvent* event) {
 }
 
 NSPoint PlatformConvertScreenToBase(NSWindow* window, NSPoint point) {
-  return [window convertRectFromScreen:NSMakeRect(point.x, point.y, 0, 0)].origin;
+  return [window convertPointFromScreen:point];
 }
 
 void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, DirSelectPage* page) {
-  // The block keeps the panel alive until the sheet ends; the page lives as
-  // long as the dialog.
+  // Copying the block retains the panel it names, so the caller may release
+  // it; the page lives as long as the dialog.
   [panel beginSheetModalForWindow:window
-                completionHandler:^(NSInteger result) {
+                completionHandler:^(NSModalResponse result) {
                   if (result == NSModalResponseOK) {
                     page->SetChosenFolder([[[panel URL] path] UTF8String]);
                   }

@@ -23,7 +23,9 @@ const NSUInteger kScaleProportionally = 3;  // up or down
 const NSUInteger kAlignCentre = 0;
 const NSUInteger kMomentaryLight = 0;
 const NSUInteger kSwitchButton = 3;
-const NSUInteger kSmallSquareBezel = 11;
+// 11 is the textured rounded bezel (called "toolbar" in newer SDKs; Cocoa
+// draws it at a fixed height), not the small square one, which is 10.
+const NSUInteger kTexturedRoundedBezel = 11;
 
 // A text field that reads as plain text on the page. Not bezeled and not
 // selectable: a label must neither draw a frame nor take the keyboard focus
@@ -104,7 +106,7 @@ DirSelectPage::DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dial
   ExtNSButton* browse = [[ExtNSButton alloc] initWithFrameAndDlg:NSMakeRect(460, 275, 30, 30)
                                                              dlg:dialog];
   [browse setButtonType:(NSButtonType)kMomentaryLight];
-  [browse setBezelStyle:(NSBezelStyle)kSmallSquareBezel];
+  [browse setBezelStyle:(NSBezelStyle)kTexturedRoundedBezel];
   [browse setTitle:@"..."];
   [browse setTarget:browse];
   [browse setAction:@selector(dir_button_clicked_handler:)];
