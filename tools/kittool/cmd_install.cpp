@@ -213,16 +213,6 @@ void PrintError(uint32_t code, const TextString& text) {
   std::fprintf(stderr, "error %u: %s\n", code, Bytes(text).c_str());
 }
 
-// Paths and messages go through the locale; a bare environment gets UTF-8
-// so that non-ASCII names survive the conversions.
-void EnsureUtf8Locale() {
-  const char* vars[] = {"LC_ALL", "LC_CTYPE", "LANG"};
-  for (const char* var : vars) {
-    const char* value = std::getenv(var);
-    if (value && *value) return;
-  }
-  setenv("LC_CTYPE", "C.UTF-8", 1);
-}
 
 struct SignalGuard {
   struct sigaction old_int {}, old_term {};
@@ -293,7 +283,6 @@ int RunInstall(int argc, char** argv) {
     return kExitUsage;
   }
 
-  EnsureUtf8Locale();
   kitsetup::SetCurrentLanguage(kitsetup::LanguageFromCode(kitsetup::ByteString("en")));
 
   kitsetup::DistributionKit kit;

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
 
 namespace {
@@ -41,6 +42,7 @@ int main(int argc, char** argv) {
     std::fputs(kUsage, stdout);
     return kittool::kExitOk;
   }
+  kittool::EnsureUtf8Locale();
   for (const Command& command : kCommands) {
     if (!std::strcmp(argv[1], command.name)) return command.run(argc - 2, argv + 2);
   }
