@@ -9,6 +9,7 @@
 #include "core/encoding.h"
 #include "core/messages.h"
 #include "ui/installer_dialog.h"
+#include "ui/platform.h"
 
 namespace kitsetup {
 namespace {
@@ -49,6 +50,7 @@ int RunInstaller(StartupRecord& startup) {
   dialog->CreateMainWindow();
   dialog->ShowWelcomePage();
   if (dialog->m_silent) {
+    PlatformBeforeSilentRun();
     dialog->RunInstallation();
   } else {
     [NSApp run];

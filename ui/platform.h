@@ -17,6 +17,9 @@ void PlatformBeforeApplication();
 // bar, and ready for modal alerts before [NSApp run] has been called.
 void PlatformPrepareApplication();
 
+// Before a silent run, which pumps events itself and never calls -run.
+void PlatformBeforeSilentRun();
+
 // Runs the alert modally and returns its response. Its window gets
 // `styleMask`, `delegate` and `title` (nil: the toolkit's own title).
 NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NSString* title);

@@ -14,6 +14,12 @@ void PlatformPrepareApplication() {
   [NSApp setActivationPolicy:NSApplicationActivationPolicyRegular];
 }
 
+void PlatformBeforeSilentRun() {
+  // -run would launch the application; a silent run polls events without
+  // it, so launch here (once: -run never follows a silent run).
+  [NSApp finishLaunching];
+}
+
 NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NSString* title) {
   NSWindow* window = [alert window];
   [window setStyleMask:styleMask];

@@ -40,6 +40,8 @@ void PlatformPrepareApplication() {
   [NSApp finishLaunching];
 }
 
+void PlatformBeforeSilentRun() {}  // launched already, for the alerts
+
 NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NSString* title) {
   (void)styleMask;  // the panel is made titled; closing it is left to its buttons
   ExtAlertWindowSetup* setup = [[ExtAlertWindowSetup alloc] init];
