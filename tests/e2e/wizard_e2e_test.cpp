@@ -359,4 +359,45 @@ TEST_F(SetupWizard, SilentModeWithLegacyConfigurationRewritesOnlyIt) {
   EXPECT_NE(stat((run.home() + "/.Vesk/veskstart").c_str(), &st), 0);
 }
 
+// The folder chooser ("..."): a folder picked and confirmed fills the path
+// field, a second pick that is cancelled changes nothing, and Next installs
+// into the confirmed folder. On GNUstep the chooser is a modal panel: a path
+// typed into its name field opens the folder's parent in the browser, where
+// a click selects the folder (its only entry) and enables OK.
+TEST_F(SetupWizard, FolderChooserFillsThePathOnlyOnOk) {
+  SetupRun run;
+  WriteKit(run.kitPath());
+  const std::string chosen = run.dir() + "/pick/chosen";
+  const std::string other = run.dir() + "/other/dismissed";
+  ASSERT_EQ(system(("mkdir -p " + e2e::Quote(chosen) + " " + e2e::Quote(other)).c_str()), 0);
+  ASSERT_TRUE(run.Start(x_, {"-Len"}));
+  ASSERT_TRUE(FindWindow(run, 3));
+  Next();
+  ASSERT_NE(run.WaitForLog("page destination", 10), "");
+
+  auto pick = [this](const std::string& folder, bool confirm) {
+    w_.Browse();
+    const std::vector<std::string> panels = x_.WaitForWindows("Open", 10);
+    ASSERT_EQ(panels.size(), 1u) << "the folder chooser did not open";
+    int x = 0, y = 0, w = 0, h = 0;
+    ASSERT_TRUE(x_.Geometry(panels[0], x, y, w, h));
+    x_.Click(x + w / 2, y + h - 50);  // the name field
+    x_.Type(folder);
+    x_.Click(x + 80, y + 105);  // the first row of the parent's column
+    x_.Click(x + (confirm ? w - 54 : w - 126), y + h - 20);  // OK or Cancel
+    EXPECT_TRUE(x_.WaitForWindows("Open", 0).empty()) << "the chooser stays open";
+  };
+  pick(chosen, true);
+  pick(other, false);
+  x_.Screenshot("page_destination_chosen_en");
+  Next();
+  ASSERT_EQ(run.WaitForLog("page success", 30), "page success");
+  EXPECT_EQ(ReadFile(chosen + "/Trade/template.cfg"), "name=Trade\n");
+  EXPECT_TRUE(Names(other).empty());
+  struct stat st {};
+  EXPECT_NE(stat((run.home() + "/.mivo").c_str(), &st), 0) << "the proposed directory was used";
+  Next();
+  EXPECT_EQ(run.WaitExit(20), 0);
+}
+
 }  // namespace
