@@ -256,6 +256,7 @@ void CInstallerDlg::RunInstallation() {
   LogPage("progress");
   m_state = kStateCopying;
   m_cancelClicked = false;
+  PlatformBeforeCopy();
   StartWorker(&m_worker, &m_progress);
 
   uint32_t code = 0;

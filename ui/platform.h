@@ -17,6 +17,9 @@ void PlatformBeforeApplication();
 // bar, and ready for modal alerts before [NSApp run] has been called.
 void PlatformPrepareApplication();
 
+// Before the worker starts running shell commands.
+void PlatformBeforeCopy();
+
 // Before a silent run, which pumps events itself and never calls -run.
 void PlatformBeforeSilentRun();
 

@@ -14,6 +14,8 @@ void PlatformPrepareApplication() {
   [NSApp setActivationPolicy:NSApplicationActivationPolicyRegular];
 }
 
+void PlatformBeforeCopy() {}  // NSTask watches only its own processes here
+
 void PlatformBeforeSilentRun() {
   // -run would launch the application; a silent run polls events without
   // it, so launch here (once: -run never follows a silent run).

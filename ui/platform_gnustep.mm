@@ -5,6 +5,8 @@
 // until the application has finished launching.
 #import "ui/platform.h"
 
+#include <signal.h>
+
 #include "ui/wizard_pages.h"
 
 // Applies the alert window's settings from inside the alert's modal loop,
@@ -38,6 +40,14 @@ void PlatformPrepareApplication() {
   // A modal alert may come before [NSApp run] (the pre-install checks);
   // GNUstep's -run does not launch a second time.
   [NSApp finishLaunching];
+}
+
+void PlatformBeforeCopy() {
+  // GNUstep's NSTask catches SIGCHLD and reaps any child from the run loop,
+  // which the copy loop turns all the time. A shell command of the worker
+  // could then be reaped before system() waits for it, and system() would
+  // report -1 (a failed copy). The installer starts no NSTask of its own.
+  signal(SIGCHLD, SIG_DFL);
 }
 
 void PlatformBeforeSilentRun() {}  // launched already, for the alerts
