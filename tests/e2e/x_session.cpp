@@ -256,6 +256,14 @@ bool SetupRun::Start(const XServer& x, const std::vector<std::string>& args) {
   std::vector<std::string> env{"DISPLAY=" + x.display(), "HOME=" + home(), "TMPDIR=" + tmp_,
                                "LANG=C.UTF-8", std::string("PATH=") + (path_prefix_.empty() ? "" : path_prefix_ + ":") +
                                    (path ? path : "/usr/bin:/bin")};
+  // A sanitizer build reports through these; GNUstep's own objects live
+  // until exit, which the suppressions file accounts for.
+  for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+    if (const char* value = getenv(name)) env.push_back(std::string(name) + "=" + value);
+  }
+  const char* lsan = getenv("LSAN_OPTIONS");
+  env.push_back(std::string("LSAN_OPTIONS=") +
+                (lsan ? lsan : "suppressions=" KITSETUP_SOURCE_DIR "/tests/lsan.supp:print_suppressions=0"));
   env.insert(env.end(), extra_env_.begin(), extra_env_.end());
   pid_ = Spawn(argv, env, dir_ + "/stdout.txt", dir_ + "/stderr.txt");
   return pid_ > 0;
