@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/encoding.h"
+#include "core/error_codes.h"
 #include "core/file_system.h"
 #include "core/utf8.h"
 #include "kit/file_handle.h"
@@ -96,6 +98,20 @@ void DiscardStaging(kitsetup::DistributionKit& kit) {
 
 int LoadFailureExit(const kitsetup::KitProblem& problem) {
   return problem.inStaging ? kExitFailed : kExitBadKit;
+}
+
+int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit) {
+  CatchStopSignals();
+  kitsetup::KitProblem problem;
+  const uint32_t code =
+      kitsetup::LoadKit(kit, kitsetup::FromLocaleBytes(kit_path, std::strlen(kit_path)), &problem);
+  if (CaughtSignal()) {
+    DiscardStaging(kit);
+    DieOfCaughtSignal();
+  }
+  if (code == kitsetup::kOk) return kExitOk;
+  std::fprintf(stderr, "kittool %s: %s: %s (error %u)\n", command, kit_path, problem.what.c_str(), code);
+  return LoadFailureExit(problem);
 }
 
 }  // namespace kittool

@@ -37,6 +37,12 @@ int CaughtSignal();
 // after a successful load, for the install worker).
 void DiscardStaging(kitsetup::DistributionKit& kit);
 
+// Loads KIT as the installer does, with the stop signals caught: a signal
+// during the load removes the staging file and ends the process by it.
+// Returns kExitOk, or the exit code after one line on standard error
+// ("kittool COMMAND: KIT: what is wrong (error N)").
+int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit);
+
 // The exit code for a failed LoadKit: 3 when the kit is missing or damaged,
 // 1 when the temporary directory let us down.
 int LoadFailureExit(const kitsetup::KitProblem& problem);

@@ -105,18 +105,8 @@ int RunList(int argc, char** argv) {
     return kExitUsage;
   }
 
-  CatchStopSignals();
   DistributionKit kit;
-  kitsetup::KitProblem problem;
-  uint32_t code = kitsetup::LoadKit(kit, kitsetup::FromLocaleBytes(kit_path, std::strlen(kit_path)), &problem);
-  if (CaughtSignal()) {
-    DiscardStaging(kit);
-    DieOfCaughtSignal();
-  }
-  if (code) {
-    std::fprintf(stderr, "kittool list: %s: %s (error %u)\n", kit_path, problem.what.c_str(), code);
-    return LoadFailureExit(problem);
-  }
+  if (int failed = LoadKitForCommand("list", kit_path, kit)) return failed;
   if (json) {
     PrintJson(kit);
   } else {

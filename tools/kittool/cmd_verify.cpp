@@ -51,18 +51,8 @@ int RunVerify(int argc, char** argv) {
     return kExitUsage;
   }
 
-  CatchStopSignals();
   kitsetup::DistributionKit kit;
-  kitsetup::KitProblem problem;
-  uint32_t code = kitsetup::LoadKit(kit, kitsetup::FromLocaleBytes(kit_path, std::strlen(kit_path)), &problem);
-  if (CaughtSignal()) {
-    DiscardStaging(kit);
-    DieOfCaughtSignal();
-  }
-  if (code) {
-    std::fprintf(stderr, "kittool verify: %s: %s (error %u)\n", kit_path, problem.what.c_str(), code);
-    return LoadFailureExit(problem);
-  }
+  if (int failed = LoadKitForCommand("verify", kit_path, kit)) return failed;
   // The loader has checked every range already; this is the tool's own
   // statement of what "verified" means, kept next to its output.
   for (size_t i = 0; i < kit.entries.size(); ++i) {
