@@ -19,26 +19,51 @@ namespace {
 // Switches to the environment's locale for one conversion and back again.
 // setlocale(LC_ALL, "") returns the setting it has just installed, so the
 // setting to go back to is always the environment's own, and overlapping
-// conversions on two threads agree. It is put back with "" rather than from
-// the returned name: glibc frees that name on the next setlocale call from
-// any thread, so reading it while the install worker converts is a
-// use-after-free. An environment naming a missing locale leaves the setting
-// unchanged both times, as restoring a null name would.
+// conversions on two threads agree. Going back therefore needs no call: the
+// process stays in the environment's locale. An environment naming a missing
+// locale leaves the setting unchanged, as restoring a null name would.
+// The switch itself is skipped when it would change nothing: the locale
+// variables and the process's setting are those the last switch saw. That
+// takes the two setlocale calls out of every file operation of an install.
 // Each setlocale call is made under a mutex: glibc serialises them with an
 // internal lock that thread checkers cannot see, and the mutex makes that
-// order visible. The conversions themselves still overlap freely.
+// order visible (and keeps the name it returns alive while it is copied).
+// The conversions themselves still overlap freely.
 class LocaleBracket {
  public:
-  LocaleBracket() { SetEnvironmentLocale(); }
-  ~LocaleBracket() { SetEnvironmentLocale(); }
+  LocaleBracket() { EnterEnvironmentLocale(); }
   LocaleBracket(const LocaleBracket&) = delete;
   LocaleBracket& operator=(const LocaleBracket&) = delete;
 
  private:
-  static void SetEnvironmentLocale() {
+  // The variables that setlocale(LC_ALL, "") reads, as one text.
+  static std::string LocaleEnvironment() {
+    static const char* const kVariables[] = {
+        "LC_ALL",   "LC_CTYPE", "LC_COLLATE", "LC_MONETARY",  "LC_NUMERIC",     "LC_TIME",
+        "LC_MESSAGES", "LC_PAPER", "LC_NAME", "LC_ADDRESS", "LC_TELEPHONE", "LC_MEASUREMENT",
+        "LC_IDENTIFICATION", "LANG", "LOCPATH"};
+    std::string text;
+    for (const char* name : kVariables) {
+      if (const char* value = std::getenv(name)) text += value;
+      text += '\n';
+    }
+    return text;
+  }
+
+  static void EnterEnvironmentLocale() {
     static std::mutex setlocale_mutex;
+    static std::string last_environment;
+    static std::string last_setting;
+    static bool switched = false;
     std::lock_guard<std::mutex> lock(setlocale_mutex);
-    std::setlocale(LC_ALL, "");
+    std::string environment = LocaleEnvironment();
+    const char* current = std::setlocale(LC_ALL, nullptr);
+    const std::string setting = current ? current : "";
+    if (switched && environment == last_environment && setting == last_setting) return;
+    const char* installed = std::setlocale(LC_ALL, "");
+    last_environment = std::move(environment);
+    last_setting = installed ? installed : setting;
+    switched = true;
   }
 };
 
