@@ -6,38 +6,26 @@
 #include <strings.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "core/encoding.h"
+#include "fuzz/fuzz_scratch.h"
 #include "launcher/launcher_config.h"
-
-namespace {
-std::string g_path;
-kitsetup::TextString g_text_path;
-}
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   setenv("LC_ALL", "C.UTF-8", 1);
-  char dir[] = "/tmp/kitsetup-configfuzz-XXXXXX";
-  if (mkdtemp(dir) == nullptr) abort();
-  g_path = std::string(dir) + "/veskstart.cfg";
-  g_text_path = kitsetup::FromLocaleBytes(g_path.c_str(), g_path.size());
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FILE* f = fopen(g_path.c_str(), "wb");
-  if (f == nullptr) abort();
-  if (size > 0) {
-    if (data[0] & 1) fwrite("\xFF\xFE", 1, 2, f);
-    fwrite(data + 1, 1, size - 1, f);
-  }
-  fclose(f);
+  std::string bytes = size > 0 && (data[0] & 1) ? "\xFF\xFE" : "";
+  if (size > 0) bytes.append(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const auto* start = reinterpret_cast<const uint8_t*>(bytes.data());
+  const std::string path = fuzzscratch::WriteInput("veskstart.cfg", start, bytes.size());
 
   kitsetup::ConfigList list;
-  kitsetup::read_config_file(g_text_path, list);
+  kitsetup::read_config_file(testsupport::Text(path), list);
 
   // What the reader promises: keys unique, and each key's values unique,
   // under the case-insensitive comparison; no entry without a value.
