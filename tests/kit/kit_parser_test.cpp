@@ -21,21 +21,33 @@ using kittest::DescriptionRecord;
 using kittest::EntryRecord;
 using testsupport::Text;
 
+// Everything parsed, as one line of text: "format|lang,product,vendor,file;...|name@offset+size/time;...".
+std::string Parsed(const DistributionKit& kit) {
+  using testsupport::Utf8;
+  std::string out = std::to_string(kit.descriptionFormat) + "|";
+  for (const auto& d : kit.descriptions)
+    out += Utf8(d.language) + "," + Utf8(d.productName) + "," + Utf8(d.vendorName) + "," + Utf8(d.descriptionFile) + ";";
+  out += "|";
+  for (const auto& e : kit.entries)
+    out += Utf8(e.name) + "@" + std::to_string(e.dataOffset) + "+" + std::to_string(e.dataSize) + "/" +
+           std::to_string(e.writeTime) + ";";
+  return out;
+}
+
 class KitParserTest : public ::testing::Test {
  protected:
   // Writes `bytes` as an unpacked kit and parses it into kit_.
   uint32_t Parse(const std::string& bytes) {
     Open(bytes);
+    kit_.descriptions.clear();
+    problem_ = KitProblem();
     return kitsetup::ParseKit(kit_, &problem_);
   }
   void Open(const std::string& bytes) {
-    if (kit_.dataHandle != kitsetup::kNoHandle) kitsetup::CloseFileHandle(kit_.dataHandle);
-    kit_.dataHandle = kitsetup::kNoHandle;
-    std::string path = dir_.At("unpacked");
-    testsupport::WriteFile(path, bytes);
-    TextString text(std::u16string(path.begin(), path.end()).c_str());
-    ASSERT_EQ(kitsetup::OpenFileHandle(text, kitsetup::kAccessReadWrite, 0, kitsetup::kDispositionOpenExisting,
-                                       &kit_.dataHandle),
+    TearDown();
+    testsupport::WriteFile(dir_.At("unpacked"), bytes);
+    ASSERT_EQ(kitsetup::OpenFileHandle(Text(dir_.At("unpacked")), kitsetup::kAccessReadWrite, 0,
+                                       kitsetup::kDispositionOpenExisting, &kit_.dataHandle),
               0u);
   }
   uint64_t Position() {
@@ -45,6 +57,7 @@ class KitParserTest : public ::testing::Test {
   }
   void TearDown() override {
     if (kit_.dataHandle != kitsetup::kNoHandle) kitsetup::CloseFileHandle(kit_.dataHandle);
+    kit_.dataHandle = kitsetup::kNoHandle;
   }
 
   testsupport::ScratchDir dir_;
@@ -56,54 +69,22 @@ TEST_F(KitParserTest, LegacyFormIsOneEnglishDescription) {
   Bytes k;
   k.u32(0).str(u"P").str(u"V").str(u"Docs\\readme.htm").u32(0);
   ASSERT_EQ(Parse(k.b), 0u) << problem_.what;
-  ASSERT_EQ(kit_.descriptions.size(), 1u);
-  EXPECT_TRUE(kit_.descriptions[0].language == Text(u"en"));
-  EXPECT_TRUE(kit_.descriptions[0].productName == Text(u"P"));
-  EXPECT_TRUE(kit_.descriptions[0].vendorName == Text(u"V"));
-  EXPECT_TRUE(kit_.descriptions[0].descriptionFile == Text(u"Docs\\readme.htm"));
-  EXPECT_EQ(kit_.descriptionFormat, 0u);
-  EXPECT_TRUE(kit_.entries.empty());
-
+  EXPECT_EQ(Parsed(kit_), "0|en,P,V,Docs\\readme.htm;|");
   // Empty strings carry a zero count and no units.
-  Bytes empty;
-  empty.u32(0).u32(0).u32(0).u32(0).u32(0);
-  kit_.descriptions.clear();
-  ASSERT_EQ(Parse(empty.b), 0u) << problem_.what;
-  ASSERT_EQ(kit_.descriptions.size(), 1u);
-  EXPECT_TRUE(kit_.descriptions[0].productName.empty());
+  ASSERT_EQ(Parse(Bytes().u32(0).u32(0).u32(0).u32(0).u32(0).b), 0u) << problem_.what;
+  EXPECT_EQ(Parsed(kit_), "0|en,,,;|");
   EXPECT_EQ(kit_.unpackedSize, 20u);
-}
-
-TEST_F(KitParserTest, CountedTableWithoutRecordsHasNoTexts) {
-  Bytes k;
-  k.u32(7).u32(0).u32(0);
-  ASSERT_EQ(Parse(k.b), 0u) << problem_.what;
-  EXPECT_EQ(kit_.descriptionFormat, 7u);
-  EXPECT_TRUE(kit_.descriptions.empty());
-  TextString product(u"x"), vendor(u"y");
-  kitsetup::GetKitTexts(kit_, Text(u"en"), product, vendor);
-  EXPECT_TRUE(product.empty() && vendor.empty());
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"en")).empty());
 }
 
 TEST_F(KitParserTest, SpareBytesAtRecordEndsAreSkipped) {
   Bytes k;
   k.u32(1).u32(2).raw(DescriptionRecord(u"en", u"P", u"V", u"", 6)).raw(DescriptionRecord(u"ru", u"П", u"В", u"r"));
   k.u32(2).raw(EntryRecord(u"a", 1, 0, 1, 8)).raw(EntryRecord(u"b\\c", 2, 1, 2));
-  size_t table_end = k.b.size();
-  k.raw("xyz");
-  ASSERT_EQ(Parse(k.b), 0u) << problem_.what;
-  ASSERT_EQ(kit_.descriptions.size(), 2u);
-  EXPECT_TRUE(kit_.descriptions[1].productName == Text(u"П"));
-  EXPECT_TRUE(kit_.descriptions[1].descriptionFile == Text(u"r"));
-  ASSERT_EQ(kit_.entries.size(), 2u);
-  EXPECT_TRUE(kit_.entries[1].name == Text(u"b\\c"));
-  EXPECT_EQ(kit_.entries[1].writeTime, 2u);
-  EXPECT_EQ(kit_.entries[0].dataOffset, table_end);
-  EXPECT_EQ(kit_.entries[1].dataOffset, table_end + 1);
-  EXPECT_EQ(kit_.entries[1].dataSize, 2u);
+  ASSERT_EQ(k.b.size(), 140u);
+  ASSERT_EQ(Parse(k.b + "xyz"), 0u) << problem_.what;
+  EXPECT_EQ(Parsed(kit_), "1|en,P,V,;ru,П,В,r;|a@140+1/1;b\\c@141+2/2;");
   // The handle is left at the start of the data area.
-  EXPECT_EQ(Position(), table_end);
+  EXPECT_EQ(Position(), 140u);
 }
 
 TEST_F(KitParserTest, OffsetsBecomeAbsoluteAndWrapAt32Bits) {
@@ -144,34 +125,36 @@ TEST_F(KitParserTest, SingleRecordReadersLeaveTheHandleAtTheNextRecord) {
 }
 
 TEST_F(KitParserTest, LanguageLookupsDifferInTheirFallback) {
-  Bytes k;
-  k.u32(1).u32(2).raw(DescriptionRecord(u"ru", u"Продукт", u"Поставщик", u"ru.htm"));
-  k.raw(DescriptionRecord(u"en", u"Product", u"Vendor", u"en.htm")).u32(0);
-  ASSERT_EQ(Parse(k.b), 0u);
-  TextString product, vendor;
-  kitsetup::GetKitTexts(kit_, Text(u"de"), product, vendor);
-  EXPECT_TRUE(product.empty() && vendor.empty());  // no fallback for the names
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"de")) == Text(u"en.htm"));
-  kitsetup::GetKitTexts(kit_, Text(u"RU"), product, vendor);
-  EXPECT_TRUE(product == Text(u"Продукт"));
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"Ru")) == Text(u"ru.htm"));
-
-  Bytes m;
-  m.u32(1).u32(2).raw(DescriptionRecord(u"DE", u"Produkt", u"Hersteller", u""));
-  m.raw(DescriptionRecord(u"en", u"Product", u"Vendor", u"Docs\\readme.htm")).u32(0);
-  kit_.descriptions.clear();
-  ASSERT_EQ(Parse(m.b), 0u);
-  kitsetup::GetKitTexts(kit_, Text(u"de"), product, vendor);
-  EXPECT_TRUE(product == Text(u"Produkt"));
-  EXPECT_TRUE(vendor == Text(u"Hersteller"));
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"de")) == Text(u"Docs\\readme.htm"));
-
-  // An English record with an empty file is still the answer.
-  Bytes e;
-  e.u32(1).u32(1).raw(DescriptionRecord(u"en", u"P", u"V", u"")).u32(0);
-  kit_.descriptions.clear();
-  ASSERT_EQ(Parse(e.b), 0u);
-  EXPECT_TRUE(kitsetup::GetDescriptionFile(kit_, Text(u"fr")).empty());
+  const std::string none = Bytes().u32(7).u32(0).u32(0).b;
+  const std::string ru_en = Bytes().u32(1).u32(2).raw(DescriptionRecord(u"ru", u"Продукт", u"Поставщик", u"ru.htm"))
+                                .raw(DescriptionRecord(u"en", u"Product", u"Vendor", u"en.htm")).u32(0).b;
+  const std::string de_en = Bytes().u32(1).u32(2).raw(DescriptionRecord(u"DE", u"Produkt", u"Hersteller", u""))
+                                .raw(DescriptionRecord(u"en", u"P", u"V", u"Docs\\readme.htm")).u32(0).b;
+  const std::string en = Bytes().u32(1).u32(1).raw(DescriptionRecord(u"en", u"P", u"V", u"")).u32(0).b;
+  struct Case {
+    const std::string& kit;
+    const char16_t *language, *product, *vendor, *file;
+  };
+  const Case cases[] = {
+      {none, u"en", u"", u"", u""},                // a counted table without records
+      {ru_en, u"de", u"", u"", u"en.htm"},         // no fallback for the names; the file falls back
+      {ru_en, u"RU", u"Продукт", u"Поставщик", u"ru.htm"},  // codes compare without case
+      {de_en, u"de", u"Produkt", u"Hersteller", u"Docs\\readme.htm"},  // an empty file falls back
+      {en, u"fr", u"", u"", u""},                  // an English record with an empty file answers
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testsupport::Utf8(Text(c.language)));
+    ASSERT_EQ(Parse(c.kit), 0u) << problem_.what;
+    TextString product(u"x"), vendor(u"y");
+    kitsetup::GetKitTexts(kit_, Text(c.language), product, vendor);
+    EXPECT_EQ(testsupport::U16(product), c.product);
+    EXPECT_EQ(testsupport::U16(vendor), c.vendor);
+    EXPECT_EQ(testsupport::U16(kitsetup::GetDescriptionFile(kit_, Text(c.language))), c.file);
+  }
+  EXPECT_EQ(kit_.descriptionFormat, 1u);
+  ASSERT_EQ(Parse(none), 0u);
+  EXPECT_EQ(kit_.descriptionFormat, 7u);
+  EXPECT_TRUE(kit_.descriptions.empty());
 }
 
 // Each kit differs from a sound one in one respect and must be refused
@@ -211,12 +194,8 @@ TEST_F(KitParserTest, FieldsThatDoNotFitAreRefused) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.label);
-    kit_.descriptions.clear();
-    problem_ = KitProblem();
     EXPECT_EQ(Parse(c.bytes), 13u);
     EXPECT_NE(problem_.what.find(c.expected), std::string::npos) << problem_.what;
-    kitsetup::CloseFileHandle(kit_.dataHandle);
-    kit_.dataHandle = kitsetup::kNoHandle;
   }
 }
 

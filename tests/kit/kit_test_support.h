@@ -74,17 +74,6 @@ inline std::string EntryRecord(const std::u16string& name, uint64_t time, uint32
   return Bytes().u32(static_cast<uint32_t>(body.b.size() + 4)).raw(body.b).b;
 }
 
-// A small sound kit: format 1, one "en" description, two entries whose data
-// follow the table ("hello" and "world!").
-inline std::string GoodUnpackedKit() {
-  Bytes k;
-  k.u32(1).u32(1).raw(DescriptionRecord(u"en", u"Product", u"Vendor", u"Docs\\readme.htm"));
-  k.u32(2).raw(EntryRecord(u"Docs\\readme.htm", 132000000000000000ull, 0, 5));
-  k.raw(EntryRecord(u"conf\\main.cfg", 132000000010000000ull, 5, 6));
-  k.raw("helloworld!");
-  return k.b;
-}
-
 }  // namespace kittest
 
 #endif
