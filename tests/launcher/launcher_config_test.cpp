@@ -20,6 +20,16 @@ ConfigList ReadList(const std::string& path) {
   return list;
 }
 
+// "key=value|value;key=value;..." of a list, for comparing it whole.
+std::string Dump(const ConfigList& list) {
+  std::string out;
+  for (const auto& entry : list) {
+    out += (out.empty() ? "" : ";") + testsupport::Utf8(entry.key) + "=";
+    for (size_t i = 0; i < entry.values.size(); ++i) out += (i ? "|" : "") + testsupport::Utf8(entry.values[i]);
+  }
+  return out;
+}
+
 Values Templates(uint32_t legacy_dir) {
   std::vector<TextString> out;
   kitsetup::read_template_locations(out, legacy_dir);
@@ -48,9 +58,6 @@ TEST_F(LauncherConfigRead, Utf8LinesWithLfAndCrLfEnds) {
         "ConfigurationTemplatesLocation=c:/t\n"      // equal to C:\T once normalised
         "ConfigurationTemplatesLocation=/e/f\\\n");  // its backslash becomes "/": nothing appended
   EXPECT_EQ(Templates(0), (Values{u"/a/b\\", u"/c/d/\r\\", u"C:/T\\", u"/e/f/"}));
-
-  WriteFile(CurrentFile(), "ConfigurationTemplatesLocation=/x/tmplts\r\nConfigurationTemplatesLocation=/y/\r\n");
-  EXPECT_EQ(Templates(0), (Values{u"/x/tmplts\r\\", u"/y/\r\\"}));
 }
 
 TEST_F(LauncherConfigRead, LineShapes) {
@@ -65,20 +72,7 @@ TEST_F(LauncherConfigRead, LineShapes) {
         "A=1=2\n"    // repeated value: dropped
         " C = d \n"  // nothing is trimmed
         "Tail=end");  // no final line feed
-  ConfigList list = ReadList(At("shapes.cfg"));
-  ASSERT_EQ(list.size(), 6u);
-  EXPECT_EQ(U16(list[0].key), u"A");
-  EXPECT_EQ(U16s(list[0].values), (Values{u"1=2", u"3"}));
-  EXPECT_EQ(U16(list[1].key), u"X");
-  EXPECT_EQ(U16s(list[1].values), (Values{u""}));
-  EXPECT_EQ(U16(list[2].key), u"B");
-  EXPECT_EQ(U16s(list[2].values), (Values{u""}));
-  EXPECT_EQ(U16(list[3].key), u"");
-  EXPECT_EQ(U16s(list[3].values), (Values{u"v"}));
-  EXPECT_EQ(U16(list[4].key), u" C ");
-  EXPECT_EQ(U16s(list[4].values), (Values{u" d "}));
-  EXPECT_EQ(U16(list[5].key), u"Tail");
-  EXPECT_EQ(U16s(list[5].values), (Values{u"end"}));
+  EXPECT_EQ(Dump(ReadList(At("shapes.cfg"))), "A=1=2|3;X=;B=;=v; C = d ;Tail=end");
 }
 
 TEST_F(LauncherConfigRead, Utf16FileFromAWindowsLauncher) {
@@ -86,77 +80,38 @@ TEST_F(LauncherConfigRead, Utf16FileFromAWindowsLauncher) {
   EXPECT_EQ(Templates(0), (Values{u"C:/Users/Пётр/AppData/Roaming/Vesk/miv8/tmplts\r\\",
                                   u"D:/Шаблоны\r\\"}));
 
-  // An odd last byte is not a unit and is dropped.
-  WriteFile(At("odd.cfg"), Utf16LeWithMark(u"A=1\r\nB=Ж") + "\x41");
-  ConfigList list = ReadList(At("odd.cfg"));
-  ASSERT_EQ(list.size(), 2u);
-  EXPECT_EQ(U16s(list[0].values), (Values{u"1\r"}));
-  EXPECT_EQ(U16s(list[1].values), (Values{u"Ж"}));
-
   // Without the mark the units are read as bytes, and a chunk's text ends
   // at its first zero byte: only the key "A" is left.
   WriteFile(At("nomark.cfg"), Utf16LeWithMark(u"A=1\nB=2\n").substr(2));
-  list = ReadList(At("nomark.cfg"));
-  ASSERT_EQ(list.size(), 1u);
-  EXPECT_EQ(U16(list[0].key), u"A");
-  EXPECT_EQ(U16s(list[0].values), (Values{u""}));
+  EXPECT_EQ(Dump(ReadList(At("nomark.cfg"))), "A=");
 }
 
 TEST_F(LauncherConfigRead, KeysAndValuesAroundTheScanBuffer) {
   // Keys and values longer than the 2048-unit scan buffer are kept whole.
-  for (size_t n : {2047u, 2048u, 2049u, 4096u, 5000u}) {
-    SCOPED_TRACE(n);
-    std::u16string key(n, u'k');
-    std::u16string value(n, u'д');
-    WriteFile(At("long16.cfg"), Utf16LeWithMark(u"K=" + value + u"\n" + key + u"=v\nL=" + value));
-    ConfigList list = ReadList(At("long16.cfg"));
-    ASSERT_EQ(list.size(), 3u);
-    EXPECT_EQ(U16s(list[0].values), (Values{value}));
-    EXPECT_EQ(U16(list[1].key), key);
-    EXPECT_EQ(U16s(list[2].values), (Values{value}));
-
-    WriteFile(At("long8.cfg"), "K=" + std::string(n, 'v') + "\n" + std::string(n, 'k') + "=v\n");
-    list = ReadList(At("long8.cfg"));
-    ASSERT_EQ(list.size(), 2u);
-    EXPECT_EQ(U16s(list[0].values), (Values{std::u16string(n, u'v')}));
-    EXPECT_EQ(U16(list[1].key), key);
+  for (size_t n : {2047u, 2048u, 2049u, 5000u}) {
+    const std::string key(n, 'k'), value(n, 'v');
+    const std::u16string key16(n, u'k'), value16(n, u'д');
+    WriteFile(At("long16.cfg"), Utf16LeWithMark(u"K=" + value16 + u"\n" + key16 + u"=v\nL=" + value16));
+    const std::string utf8 = testsupport::Utf8(Text(value16));
+    EXPECT_EQ(Dump(ReadList(At("long16.cfg"))), "K=" + utf8 + ";" + key + "=v;L=" + utf8) << n;
+    WriteFile(At("long8.cfg"), "K=" + value + "\n" + key + "=v\n");
+    EXPECT_EQ(Dump(ReadList(At("long8.cfg"))), "K=" + value + ";" + key + "=v") << n;
   }
 }
 
 // Each 1024-byte chunk is converted by itself. A two-byte letter whose bytes
 // fall into two chunks makes both unreadable, and the read ends there: lines
-// finished in earlier chunks are kept, the line in progress is dropped.
-TEST_F(LauncherConfigRead, MultibyteCharacterCutByAChunk) {
-  // The cut at 1024: the first chunk already fails, so nothing is read.
-  WriteFile(At("cut1024.cfg"), "A=" + std::string(1021, 'x') + "\xC3\xA9\nB=2\n");
-  EXPECT_TRUE(ReadList(At("cut1024.cfg")).empty());
-
-  // The cut at 2048: the first chunk's finished line survives.
+// finished in earlier chunks are kept, the line in progress is dropped. Bytes
+// that are never valid cost no giant allocation; a missing file or a
+// directory leaves the list as it was.
+TEST_F(LauncherConfigRead, BytesTheLocaleCannotConvertAndMissingFiles) {
   const std::string head = "A=first\nB=";
   WriteFile(At("cut2048.cfg"), head + std::string(2047 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
-  ConfigList cut = ReadList(At("cut2048.cfg"));
-  ASSERT_EQ(cut.size(), 1u);
-  EXPECT_EQ(U16(cut[0].key), u"A");
-  EXPECT_EQ(U16s(cut[0].values), (Values{u"first"}));
-
+  EXPECT_EQ(Dump(ReadList(At("cut2048.cfg"))), "A=first");
   // One byte later the letter lies inside the third chunk and all is read.
   WriteFile(At("whole.cfg"), head + std::string(2048 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
-  ConfigList whole = ReadList(At("whole.cfg"));
-  ASSERT_EQ(whole.size(), 3u);
-  EXPECT_EQ(whole[1].values[0].back(), u'é');
-  EXPECT_EQ(U16s(whole[2].values), (Values{u"after"}));
-}
+  EXPECT_EQ(Dump(ReadList(At("whole.cfg"))), "A=first;B=" + std::string(2048 - head.size(), 'x') + "é;C=after");
 
-TEST_F(LauncherConfigRead, BrokenAndMissingFilesLeaveTheListAsItWas) {
-  // Invalid UTF-8 in the second chunk: the first chunk's lines stay.
-  std::string first = "A=1\nB=" + std::string(1024 - 7, 'y') + "\n";
-  ASSERT_EQ(first.size(), 1024u);
-  WriteFile(At("invalid.cfg"), first + "C=\xFF\nD=4\n");
-  ConfigList list = ReadList(At("invalid.cfg"));
-  ASSERT_EQ(list.size(), 2u);
-  EXPECT_EQ(U16(list[1].key), u"B");
-
-  // A large file of bytes that are never valid: no giant allocation, nothing read.
   WriteFile(At("garbage.cfg"), std::string(300000, '\xFF'));
   EXPECT_TRUE(ReadList(At("garbage.cfg")).empty());
 
@@ -165,8 +120,7 @@ TEST_F(LauncherConfigRead, BrokenAndMissingFilesLeaveTheListAsItWas) {
   kitsetup::read_config_file(Text(At("missing.cfg")), kept);
   fs::create_directories(At("adir.cfg"));
   kitsetup::read_config_file(Text(At("adir.cfg")), kept);
-  ASSERT_EQ(kept.size(), 1u);
-  EXPECT_EQ(U16s(kept[0].values), (Values{u"v"}));
+  EXPECT_EQ(Dump(kept), "K=v");
 }
 
 TEST_F(LauncherConfigRead, WhichFilesAndInWhatOrder) {
@@ -230,14 +184,11 @@ TEST_F(LauncherConfigSave, Utf16FileIsRewrittenAsLocaleText) {
 }
 
 TEST_F(LauncherConfigSave, CreatesMissingFileAndDirectories) {
-  ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/t/", u"/u"}), 0));
-  EXPECT_EQ(ReadFile(CurrentFile()), "ConfigurationTemplatesLocation=/t/\nConfigurationTemplatesLocation=/u\\\n");
-  ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/t/"}), 1));
-  EXPECT_EQ(ReadFile(OlderFile()), "ConfigurationTemplatesLocation=/t/\n");
+  ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/t/", u"/u"}), 1));
+  EXPECT_EQ(ReadFile(OlderFile()), "ConfigurationTemplatesLocation=/t/\nConfigurationTemplatesLocation=/u\\\n");
   // Nothing to store and no file yet: an empty file is left.
-  fs::remove_all(At(".Vesk"));
   ASSERT_TRUE(kitsetup::save_template_locations({}, 0));
-  EXPECT_EQ(ReadFile(CurrentFile()), "");
+  EXPECT_TRUE(fs::exists(CurrentFile()) && ReadFile(CurrentFile()).empty());
 }
 
 TEST_F(LauncherConfigSave, UnwritableTargetRetriesOnceAndStaysQuiet) {
