@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -27,6 +28,7 @@
 namespace kitsetup::testing {
 
 inline std::string Kittool() { return std::string(KITSETUP_BINARY_DIR) + "/kittool"; }
+const time_t kT0 = 1600000000;  // 2020-09-13
 
 using testsupport::ListNames;
 using testsupport::MakeDirs;
@@ -40,8 +42,10 @@ inline time_t MTime(const std::string& path) {
   return lstat(path.c_str(), &info) == 0 ? info.st_mtime : -1;
 }
 
+// Path -> kind ('d', 'f', 'l'), bytes and modification time of everything
+// under a root. A directory's time is left out: it moves with every change.
 struct NodeState {
-  char kind = '?';  // 'd', 'f' or 'l'
+  char kind = '?';
   std::string bytes;
   int64_t mtime_ns = 0;
   bool operator==(const NodeState& o) const {
@@ -54,24 +58,14 @@ inline void SnapshotInto(const std::string& root, const std::string& rel, Snapsh
   DIR* dir = opendir((root + rel).c_str());
   if (!dir) return;
   while (dirent* e = readdir(dir)) {
-    std::string name = e->d_name;
-    if (name == "." || name == "..") continue;
-    std::string path = rel + "/" + name;
+    std::string name = e->d_name, path = rel + "/" + name;
     struct stat info;
-    if (lstat((root + path).c_str(), &info) != 0) continue;
-    NodeState node;
-    node.mtime_ns = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
-    if (S_ISDIR(info.st_mode)) {
-      node.kind = 'd';
-      node.mtime_ns = 0;  // a directory's time moves with every change inside
-      SnapshotInto(root, path, out);
-    } else if (S_ISLNK(info.st_mode)) {
-      node.kind = 'l';
-    } else {
-      node.kind = 'f';
-      node.bytes = ReadFile(root + path);
-    }
-    out[path] = node;
+    if (name == "." || name == ".." || lstat((root + path).c_str(), &info) != 0) continue;
+    NodeState& node = out[path];
+    node.kind = S_ISDIR(info.st_mode) ? 'd' : S_ISLNK(info.st_mode) ? 'l' : 'f';
+    if (node.kind == 'd') SnapshotInto(root, path, out);
+    if (node.kind != 'd') node.mtime_ns = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    if (node.kind == 'f') node.bytes = ReadFile(root + path);
   }
   closedir(dir);
 }
@@ -122,7 +116,6 @@ class InstallFixture : public ::testing::Test {
     ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null"));
   }
 
-  // Packs the source tree and loads the kit.
   void PackAndLoad() {
     ASSERT_NO_FATAL_FAILURE(Pack());
     ASSERT_EQ(0u, LoadKit(kit_, Text(kit_path_)));
@@ -144,18 +137,26 @@ class InstallFixture : public ::testing::Test {
   static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
     auto* f = static_cast<InstallFixture*>(self);
     f->posts_.push_back({code, Utf8(text), percent});
-    if (f->cancel_at_ >= 0 && code == 0 && Utf8(text) == f->cancel_target_) {
-      // Inside the observer the lock is held: set the flag directly.
-      f->channel_.cancel = 1;
-    }
+    // A cancel asked as cancel_target_ is posted; inside the observer the
+    // lock is held, so the flag is set directly.
+    if (code == 0 && !f->cancel_target_.empty() && Utf8(text) == f->cancel_target_) f->channel_.cancel = 1;
   }
 
-  // The temporary directory holds nothing but the staging file.
-  void ExpectTempHoldsOnlyStaging() {
+  // Where entry i of the kit is installed.
+  std::string Target(size_t i) {
+    std::string name = Utf8(kit_.entries[i].name);
+    std::replace(name.begin(), name.end(), '\\', '/');
+    return templ_ + "/" + name;
+  }
+
+  // The temporary directory holds nothing but the staging file (and the
+  // names in `others`, sorted, that were there before).
+  void ExpectTempHoldsOnlyStaging(std::vector<std::string> others = {}) {
     std::string staging = Utf8(kit_.stagingPath);
     std::string name = staging.substr(staging.rfind('/') + 1);
-    EXPECT_EQ(std::vector<std::string>{name}, ListNames(temp_));
     EXPECT_EQ(0u, name.rfind("edf", 0)) << name;
+    others.insert(std::upper_bound(others.begin(), others.end(), name), name);
+    EXPECT_EQ(others, ListNames(temp_));
   }
 
   testsupport::ScratchDir scratch_;
@@ -165,7 +166,6 @@ class InstallFixture : public ::testing::Test {
   DistributionKit kit_;
   ProgressChannel channel_;
   std::vector<Post> posts_;
-  int cancel_at_ = -1;
   std::string cancel_target_;
 };
 

@@ -1,5 +1,5 @@
 // The worker thread: it repeats successful runs until stopped, starts no run
-// after a failed one, and FinishWorker never leaves a run half done.
+// after a failed or cancelled one, and FinishWorker never leaves a run half done.
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -9,8 +9,6 @@
 
 namespace kitsetup::testing {
 namespace {
-
-const time_t kT0 = 1600000000;
 
 bool WaitFor(const std::function<bool()>& condition, int seconds = 20) {
   auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
@@ -48,6 +46,9 @@ TEST_F(WorkerTest, RepeatsSuccessfulRunsUntilStopped) {
 
   ASSERT_TRUE(WaitFor([] { return g_finish_posts >= 3; }));
   FinishWorker(&worker);
+  FinishWorker(&worker);  // a second call, like one on a worker never started, is harmless
+  WorkerThread never_started;
+  FinishWorker(&never_started);
 
   EXPECT_TRUE(worker.finished);
   EXPECT_EQ(0u, worker.lastResult);
@@ -56,71 +57,56 @@ TEST_F(WorkerTest, RepeatsSuccessfulRunsUntilStopped) {
   ExpectTempHoldsOnlyStaging();  // every run removed its own backup
 }
 
-uint32_t FailEveryWrite(const TextString&, uint32_t access, uint32_t) {
-  return (access & kAccessWrite) ? 87u : 0u;
-}
-
-TEST_F(WorkerTest, StartsNoRunAfterAFailedOne) {
-  Source("a.txt", "a", kT0);
-  PackAndLoad();
-  SetOpenFaultHook(&FailEveryWrite);
-  WorkerThread worker;
-  Start(worker);
-
-  // Nobody asks it to stop: the failure alone ends the thread.
-  ASSERT_TRUE(WaitFor([&] { return worker.finished.load(); }));
-  FinishWorker(&worker);
-
-  EXPECT_EQ(1u, worker.runs);
-  EXPECT_EQ(87u, worker.lastResult);
-  uint32_t code = 0;
-  ReadProgress(&channel_, &code, nullptr, nullptr);
-  EXPECT_EQ(87u, code);
-}
-
-// Holds the worker inside the open of one target until the run is told to
-// cancel, so that FinishWorker surely meets a run in the middle.
-std::string g_hold_target;
+// The open of one target either fails (87) or holds the worker until the
+// run is told to cancel, so that FinishWorker surely meets a run midway.
+std::string g_target;
+bool g_fail = false;
 std::atomic<bool> g_held{false};
 ProgressChannel* g_channel = nullptr;
-uint32_t HoldUntilCancelled(const TextString& path, uint32_t access, uint32_t) {
-  if ((access & kAccessWrite) && Utf8(path) == g_hold_target) {
-    g_held = true;
-    while (!IsCancelled(g_channel)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+uint32_t FailOrHold(const TextString& path, uint32_t access, uint32_t) {
+  if (!(access & kAccessWrite) || Utf8(path) != g_target) return 0;
+  if (g_fail) return 87;
+  g_held = true;
+  while (!IsCancelled(g_channel)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   return 0;
 }
 
-TEST_F(WorkerTest, FinishWorkerCancelsTheRunAndWaitsForItsRollback) {
+// A failure ends the thread by itself; FinishWorker in the middle of a run
+// cancels it and waits for the rollback. Either way no second run starts.
+class WorkerStopTest : public WorkerTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(WorkerStopTest, RunIsRolledBackAndNotRepeated) {
   for (int i = 0; i < 6; ++i) Source("new/f" + std::to_string(i) + ".txt", "new", kT0 + 100);
   Source("a_old.txt", "replacement", kT0 + 100);
   PackAndLoad();
   WriteFile(templ_ + "/a_old.txt", "the original", kT0);
   WriteFile(templ_ + "/mine.txt", "mine", kT0);
   const Snapshot before = TakeSnapshot(templ_);
-  g_hold_target = templ_ + "/new/f3.txt";
+  g_target = templ_ + "/new/f3.txt";
+  g_fail = GetParam();
   g_held = false;
   g_channel = &channel_;
-  SetOpenFaultHook(&HoldUntilCancelled);
+  SetOpenFaultHook(&FailOrHold);
   WorkerThread worker;
   Start(worker);
 
-  ASSERT_TRUE(WaitFor([] { return g_held.load(); }));
+  ASSERT_TRUE(WaitFor([&] { return g_fail ? worker.finished.load() : g_held.load(); }));
   FinishWorker(&worker);
 
   EXPECT_TRUE(worker.finished);
   EXPECT_EQ(1u, worker.runs);
-  EXPECT_EQ(1223u, worker.lastResult);
+  EXPECT_EQ(g_fail ? 87u : 1223u, worker.lastResult);
+  uint32_t code = 0;
+  ReadProgress(&channel_, &code, nullptr, nullptr);
+  EXPECT_EQ(g_fail ? 87u : 0u, code);  // a cancel posts no error
   EXPECT_EQ(before, TakeSnapshot(templ_));
   ExpectTempHoldsOnlyStaging();
 }
 
-TEST(WorkerThread, FinishWorkerWithoutAStartIsHarmless) {
-  WorkerThread worker;
-  FinishWorker(&worker);
-  FinishWorker(&worker);
-  EXPECT_EQ(1, worker.stop.load());
-}
+INSTANTIATE_TEST_SUITE_P(Stops, WorkerStopTest, ::testing::Values(true, false),
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                           return info.param ? "Failure" : "FinishWorker";
+                         });
 
 }  // namespace
 }  // namespace kitsetup::testing
