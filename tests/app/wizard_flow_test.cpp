@@ -1,7 +1,6 @@
-// The wizard's window-free decisions (its buttons and keys are driven in the
-// end-to-end tests): the welcome sentence, the typed path, the description
-// file's open command (against a stand-in opener on PATH) and the launcher
-// files written after a success.
+// The wizard's window-free decisions: the button and key table, the welcome
+// sentence, the typed path, the description file's open command (against a
+// stand-in opener on PATH) and the launcher files written after a success.
 #include "app/wizard_flow.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +18,23 @@ namespace kitsetup {
 namespace {
 
 using namespace testsupport;
+
+// Every cell, because the end-to-end runs reach only the common ones (a
+// wrong cell such as Cancel asking while files are copied would go unseen).
+TEST(WizardTable, EveryStateAndEvent) {
+  using A = WizardAction;
+  constexpr A N = A::None, C = A::RequestClose;
+  // States 0..5 and one beyond; columns Back, Next, Cancel, Esc.
+  const A table[7][4] = {
+      {N, N, C, C}, {N, A::ShowDir, C, C}, {A::ShowWelcome, A::NextFromDir, C, C},
+      {N, N, A::RequestStop, C},  // Esc still asks while copying
+      {N, A::Finish, C, C}, {N, A::Finish, C, C}, {N, N, C, C},
+  };
+  const WizardEvent events[4] = {WizardEvent::Back, WizardEvent::Next, WizardEvent::Cancel, WizardEvent::Esc};
+  for (uint32_t state = 0; state < 7; ++state) {
+    for (int e = 0; e < 4; ++e) EXPECT_EQ(WizardActionFor(state, events[e]), table[state][e]) << state << "/" << e;
+  }
+}
 
 TEST(WizardTexts, WelcomeTypedPathAndOpenCommand) {
   SetCurrentLanguage(1);
