@@ -8,7 +8,7 @@ packages=(
   zlib1g-dev libgtest-dev googletest
   clang libclang-rt-14-dev
   gnustep-devel gobjc++
-  xvfb xdotool imagemagick x11-utils openbox
+  xvfb xdotool imagemagick x11-utils openbox fonts-dejavu-core
   locales python3
 )
 
