@@ -117,8 +117,11 @@ TEST_F(SetupStartup, WindowSpeaksTheChosenLanguage) {
     std::string arg, code;
     kitsetup::LanguageId id;
   };
-  for (const Case& c : {Case{"-Lru", "ru", 1}, Case{"-Lde", "de", 7}, Case{"/lka", "ka", 9},
-                        Case{"-Len", "en", 3}, Case{"-Lvi", "vi", 11}}) {
+  // Every language of the table, switches written both ways.
+  for (const Case& c : {Case{"-Lru", "ru", 1}, Case{"-Luk", "uk", 2}, Case{"-Len", "en", 3},
+                        Case{"/Llv", "lv", 4}, Case{"-llt", "lt", 5}, Case{"-Lbg", "bg", 6},
+                        Case{"-Lde", "de", 7}, Case{"/lro", "ro", 8}, Case{"/lka", "ka", 9},
+                        Case{"-Lkk", "kk", 10}, Case{"-Lvi", "vi", 11}, Case{"-Ltr", "tr", 12}}) {
     SCOPED_TRACE(c.arg);
     SetupRun run;
     WriteSampleKit(run.kitPath());
