@@ -81,7 +81,9 @@ ByteString ToLocaleBytes(const TextString& text) {
   std::vector<char> out(size, '\0');
   {
     LocaleBracket bracket;
-    const size_t measured = std::wcstombs(nullptr, wide.data(), size);
+    // With no destination the length is ignored; 0 keeps glibc's access
+    // attribute from warning about a null buffer of `size` bytes.
+    const size_t measured = std::wcstombs(nullptr, wide.data(), 0);
     if (measured != 0) {
       // Unconvertible text measures as (size_t)-1; converting anyway keeps
       // the prefix in front of the bad character (a truncated result). The
