@@ -53,6 +53,13 @@ std::string Line(const char* event) {
   return line;
 }
 
+// An event whose only argument is a text.
+void LogTextEvent(const char* event, const TextString& text) {
+  std::string line = Line(event);
+  AppendLogText(line, text);
+  WriteLine(std::move(line));
+}
+
 }  // namespace
 
 void LogLanguage(const TextString& code, LanguageId id) {
@@ -63,17 +70,9 @@ void LogLanguage(const TextString& code, LanguageId id) {
   WriteLine(std::move(line));
 }
 
-void LogKit(const TextString& path) {
-  std::string line = Line("kit");
-  AppendLogText(line, path);
-  WriteLine(std::move(line));
-}
+void LogKit(const TextString& path) { LogTextEvent("kit", path); }
 
-void LogTemplate(const TextString& dir) {
-  std::string line = Line("template");
-  AppendLogText(line, dir);
-  WriteLine(std::move(line));
-}
+void LogTemplate(const TextString& dir) { LogTextEvent("template", dir); }
 
 void LogMessage(uint32_t type, const TextString& text) {
   char hex[16];
@@ -96,10 +95,6 @@ void LogResult(uint32_t code) {
   WriteLine(std::move(line));
 }
 
-void LogSaved(const TextString& path) {
-  std::string line = Line("saved");
-  AppendLogText(line, path);
-  WriteLine(std::move(line));
-}
+void LogSaved(const TextString& path) { LogTextEvent("saved", path); }
 
 }  // namespace kitsetup
