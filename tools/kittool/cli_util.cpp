@@ -13,6 +13,7 @@
 #include "core/file_system.h"
 #include "core/utf8.h"
 #include "kit/file_handle.h"
+#include "tools/kittool/cli_report.h"
 #include "tools/kittool/commands.h"
 
 namespace kittool {
@@ -77,6 +78,8 @@ void CatchStopSignals() {
 
 int CaughtSignal() { return g_signal; }
 
+const volatile std::sig_atomic_t* StopSignalFlag() { return &g_signal; }
+
 void DieOfCaughtSignal() {
   int s = g_signal ? static_cast<int>(g_signal) : SIGTERM;
   std::fflush(nullptr);
@@ -100,18 +103,21 @@ int LoadFailureExit(const kitsetup::KitProblem& problem) {
   return problem.inStaging ? kExitFailed : kExitBadKit;
 }
 
-int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit) {
+int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit,
+                      kitsetup::KitProblem* problem, uint32_t* code) {
   CatchStopSignals();
-  kitsetup::KitProblem problem;
-  const uint32_t code =
-      kitsetup::LoadKit(kit, kitsetup::FromLocaleBytes(kit_path, std::strlen(kit_path)), &problem);
+  kitsetup::KitProblem found;
+  const uint32_t result =
+      kitsetup::LoadKit(kit, kitsetup::FromLocaleBytes(kit_path, std::strlen(kit_path)), &found);
   if (CaughtSignal()) {
     DiscardStaging(kit);
     DieOfCaughtSignal();
   }
-  if (code == kitsetup::kOk) return kExitOk;
-  std::fprintf(stderr, "kittool %s: %s: %s (error %u)\n", command, kit_path, problem.what.c_str(), code);
-  return LoadFailureExit(problem);
+  if (problem) *problem = found;
+  if (code) *code = result;
+  if (result == kitsetup::kOk) return kExitOk;
+  ReportError(command, kit_path, found.what, result);
+  return LoadFailureExit(found);
 }
 
 }  // namespace kittool

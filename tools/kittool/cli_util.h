@@ -4,6 +4,7 @@
 #ifndef KITSETUP_TOOLS_KITTOOL_CLI_UTIL_H
 #define KITSETUP_TOOLS_KITTOOL_CLI_UTIL_H
 
+#include <csignal>
 #include <string>
 
 #include "core/text_string.h"
@@ -30,6 +31,8 @@ void EnsureUtf8Locale();
 // up and calls DieOfCaughtSignal().
 void CatchStopSignals();
 int CaughtSignal();
+// The flag the handlers set, for work that polls it (inflation, packing).
+const volatile std::sig_atomic_t* StopSignalFlag();
 // Ends the process by the recorded signal, with its default action.
 [[noreturn]] void DieOfCaughtSignal();
 
@@ -40,8 +43,10 @@ void DiscardStaging(kitsetup::DistributionKit& kit);
 // Loads KIT as the installer does, with the stop signals caught: a signal
 // during the load removes the staging file and ends the process by it.
 // Returns kExitOk, or the exit code after one line on standard error
-// ("kittool COMMAND: KIT: what is wrong (error N)").
-int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit);
+// ("kittool COMMAND: KIT: what is wrong (error N: meaning)"); `problem` and
+// `code`, when given, receive what was wrong.
+int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit,
+                      kitsetup::KitProblem* problem = nullptr, uint32_t* code = nullptr);
 
 // The exit code for a failed LoadKit: 3 when the kit is missing or damaged,
 // 1 when the temporary directory let us down.
