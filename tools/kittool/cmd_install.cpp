@@ -244,16 +244,20 @@ void StartWorkerShielded(kitsetup::WorkerThread* worker, kitsetup::ProgressChann
 int Register(const TextString& directory, bool quiet) {
   kitsetup::TemplateProposal proposal;
   kitsetup::ProposeTemplateDirectory(proposal);
-  std::vector<TextString> written = kitsetup::RecordInstalledDirectory(
-      proposal.dirList, directory, proposal.flagA, proposal.flagB);
-  if (written.empty()) {
-    std::fprintf(stderr, "kittool: the template directory was not recorded in any launcher file\n");
-    return kExitFailed;
+  int exit_code = kExitOk;
+  for (const kitsetup::LauncherFileResult& file : kitsetup::RecordInstalledDirectory(
+           proposal.dirList, directory, proposal.flagA, proposal.flagB)) {
+    const std::string path = Bytes(file.path);
+    if (file.result == kitsetup::kOk) {
+      if (!quiet) std::fprintf(stderr, "registered in %s\n", path.c_str());
+      continue;
+    }
+    exit_code = kExitFailed;
+    std::fprintf(stderr, "kittool: not registered in %s: %s; the file is unchanged\n", path.c_str(),
+                 file.result == kitsetup::kErrInvalidData ? "it could not be read to its end"
+                                                          : "writing it failed");
   }
-  if (!quiet)
-    for (const TextString& path : written)
-      std::fprintf(stderr, "registered in %s\n", Bytes(path).c_str());
-  return kExitOk;
+  return exit_code;
 }
 
 }  // namespace
