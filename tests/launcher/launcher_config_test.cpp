@@ -2,7 +2,11 @@
 #include "launcher/launcher_config.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
 
 #include "launcher/temp_home.h"
 
@@ -41,6 +45,12 @@ std::vector<TextString> Dirs(const Values& values) {
   std::vector<TextString> out;
   for (const auto& v : values) out.push_back(Text(v));
   return out;
+}
+
+// The exit status of a shell command; -1 when it did not exit.
+int Shell(const std::string& command) {
+  const int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 bool IsDirectory(const std::string& path) {
@@ -282,6 +292,43 @@ TEST_F(LauncherConfigSave, UnwritableTargetRetriesOnceAndStaysQuiet) {
   fs::create_directories(OlderFile());
   EXPECT_EQ(kitsetup::save_template_locations(Dirs({u"/t/"}), 1), 13u);
   EXPECT_TRUE(IsDirectory(OlderFile()));
+}
+
+// The launcher's folder on a 64 KiB file system filled to the last byte: the
+// write-back fails, takes its retry, fails again, and the old file stays
+// whole. Setup stays silent about it; kittool says so and exits with 1.
+TEST_F(LauncherConfigSave, FullDiskLeavesTheOldFileWholeAndKittoolReportsIt) {
+  const std::string dir = At(".Vesk/veskstart");
+  fs::create_directories(dir);
+  if (Shell("mount -t tmpfs -o size=64k tmpfs '" + dir + "' 2>/dev/null") != 0) {
+    GTEST_SKIP() << "cannot mount a small file system here (needs root)";
+  }
+  struct Unmount {
+    std::string dir;
+    ~Unmount() { Shell("umount '" + dir + "'"); }
+  } unmount{dir};
+  const std::string before = UserFile(3);
+  WriteFile(CurrentFile(), before);
+  {
+    std::ofstream fill(dir + "/fill", std::ios::binary);
+    const std::string block(512, 'f');
+    while (fill.write(block.data(), block.size()) && fill.flush()) {
+    }
+  }
+  EXPECT_EQ(kitsetup::save_template_locations(Dirs({u"/t/"}), 0), 1013u);
+  EXPECT_TRUE(ReadFile(CurrentFile()) == before);
+
+  WriteFile(At("kit/a.txt"), "a");
+  const std::string kittool = KITSETUP_BINARY_DIR "/kittool";
+  ASSERT_EQ(Shell("'" + kittool + "' pack '" + At("kit") + "' '" + At("k.efd") + "' >/dev/null"), 0);
+  EXPECT_EQ(Shell("'" + kittool + "' install --quiet --register '" + At("k.efd") + "' '" + At("t") +
+                                  "' 2>'" + At("err.txt") + "'"),
+            1);
+  EXPECT_NE(ReadFile(At("err.txt")).find("not registered in " + CurrentFile()), std::string::npos)
+      << ReadFile(At("err.txt"));
+  EXPECT_TRUE(ReadFile(CurrentFile()) == before);
+  EXPECT_EQ(ReadFile(At("t/a.txt")), "a") << "the installation itself stands";
+  EXPECT_EQ(testsupport::ListNames(dir), (std::vector<std::string>{"fill", "veskstart.cfg"})) << "no new file left";
 }
 
 }  // namespace
