@@ -110,18 +110,18 @@ TEST_F(LauncherConfigRead, KeysAndValuesAroundTheScanBuffer) {
   }
 }
 
-// The user's file as the launcher keeps it: 19 lines, 1,350 bytes and more,
+// The user's file as the launcher keeps it: 19 lines, 1,339 bytes and more,
 // with Cyrillic paths. Byte 1024 falls into a run of two- and three-byte
 // letters ("жქ", five bytes), and `shift` (0 to 4) more bytes in the first
 // line cut that run at each of its five positions.
 std::string UserFile(size_t shift) {
-  std::string out = "DefaultVersion=8.3.24" + std::string(shift, '0') + "\n";
-  for (int i = 0; i < 6; ++i) out += "CommonInfoBases=/Users/пётр/Базы/Торговля " + std::to_string(i) + "/ibases.v8i\n";
+  std::string out = "DefaultVersion=8" + std::string(shift, '0') + "\n";
+  for (int i = 0; i < 6; ++i) out += "CommonInfoBases=/Users/пётр/Базы/Торговля " + std::to_string(i) + "/bases.list\n";
   for (int i = 0; i < 6; ++i) out += "ConfigurationTemplatesLocation=/Users/пётр/Шаблоны/Торговля " + std::to_string(i) + "/\n";
   out += "InstalledLocation=/Applications/";
   for (int i = 0; i < 40; ++i) out += "жქ";
   return out + "\nDistributiveLocation=/Volumes/Дистрибутив\nCommonCfgLocation=/Users/пётр/Общие\n"
-               "InstallComponents=DESIGNER=1 THINCLIENT=1\nHideDialog=0\nLastPage=каталог\n";
+               "InstallComponents=EDITOR=1 CLIENT=1\nHideDialog=0\nLastPage=каталог\n";
 }
 
 // The file after a write-back of `dir`: its template lines replaced, every
@@ -233,7 +233,7 @@ using LauncherConfigSave = TempHome;
 
 TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
   const std::string before =
-      "DefaultVersion=8.3\n"
+      "DefaultVersion=8\n"
       "ConfigurationTemplatesLocation=/old/\n"
       "InstalledLocation=/opt/v\n"
       "configurationTemplatesLocation=/old2/\n"
@@ -245,7 +245,7 @@ TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
   WriteFile(CommonFile(), "ConfigurationTemplatesLocation=/common/\nOther=1\n");
   ASSERT_EQ(kitsetup::save_template_locations(Dirs({u"/new", u"/n2/", u"/NEW\\", u"C:\\T"}), 0), 0u);
   EXPECT_EQ(ReadFile(CurrentFile()),
-            "DefaultVersion=8.3\n"
+            "DefaultVersion=8\n"
             "ConfigurationTemplatesLocation=/new\\\n"
             "ConfigurationTemplatesLocation=/n2/\n"
             "ConfigurationTemplatesLocation=C:\\T\\\n"
@@ -258,13 +258,13 @@ TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
   // An empty list takes the template lines out and leaves the others.
   ASSERT_EQ(kitsetup::save_template_locations({}, 0), 0u);
   EXPECT_EQ(ReadFile(CurrentFile()),
-            "DefaultVersion=8.3\nInstalledLocation=/opt/v\nX=\nCommonInfoBases=a\r\nCommonInfoBases=b\n");
+            "DefaultVersion=8\nInstalledLocation=/opt/v\nX=\nCommonInfoBases=a\r\nCommonInfoBases=b\n");
 }
 
 TEST_F(LauncherConfigSave, Utf16FileIsRewrittenAsLocaleText) {
-  WriteFile(CurrentFile(), Utf16LeWithMark(u"DefaultVersion=8.3\r\nConfigurationTemplatesLocation=D:\\Шаблоны\r\n"));
+  WriteFile(CurrentFile(), Utf16LeWithMark(u"DefaultVersion=8\r\nConfigurationTemplatesLocation=D:\\Шаблоны\r\n"));
   ASSERT_EQ(kitsetup::save_template_locations(Dirs({u"/домой/t/"}), 0), 0u);
-  EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8.3\r\nConfigurationTemplatesLocation=/домой/t/\n");
+  EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8\r\nConfigurationTemplatesLocation=/домой/t/\n");
   EXPECT_EQ(Templates(0), (Values{u"/домой/t/"}));
 }
 
