@@ -29,10 +29,11 @@ bool LocaleExists(const char* name) {
 
 ByteString PrepareLocaleEnvironment(const ByteString& localeId) {
   if (!IsEmpty("LANG") || !IsEmpty("LC_ALL") || !IsEmpty("LC_CTYPE")) return ByteString();
-  ByteString value = localeId + ".UTF-8";
+  const ByteString own = localeId.empty() ? ByteString() : localeId + ".UTF-8";
   // The identifier need not name a locale of this system: GNUstep reports
   // en_US_POSIX when nothing is set, and a Mac may name a region no locale has.
-  if (!LocaleExists(value.c_str())) {
+  ByteString value = own;
+  if (own.empty() || !LocaleExists(own.c_str())) {
     for (const char* fallback : kFallbackLocales) {
       if (LocaleExists(fallback)) {
         value = ByteString(fallback);
@@ -40,7 +41,7 @@ ByteString PrepareLocaleEnvironment(const ByteString& localeId) {
       }
     }
   }
-  setenv("LANG", value.c_str(), 1);
+  if (!value.empty()) setenv("LANG", value.c_str(), 1);
   return value;
 }
 

@@ -20,8 +20,8 @@ bool LocaleExists(const char* name);
 // When LANG, LC_ALL and LC_CTYPE are all missing or empty, sets LANG to
 // localeId + ".UTF-8" when that locale exists, else to the first of
 // C.UTF-8 and en_US.UTF-8 that exists, else to localeId + ".UTF-8" all the
-// same. Otherwise does nothing. Returns the value LANG was given, or "" when
-// it was left alone.
+// same (nothing when localeId is empty too). Otherwise does nothing.
+// Returns the value LANG was given, or "" when it was left alone.
 ByteString PrepareLocaleEnvironment(const ByteString& localeId);
 
 }  // namespace kitsetup
