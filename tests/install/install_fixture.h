@@ -11,7 +11,9 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -168,6 +170,7 @@ class InstallFixture : public ::testing::Test {
     auto* f = static_cast<InstallFixture*>(self);
     f->posts_.push_back({code, Utf8(text), percent});
     if (code == 0 && !g_fault.armTarget.empty() && Utf8(text) == g_fault.armTarget) g_fault.armed = true;
+    if (f->on_post_) f->on_post_(Utf8(text));
     // A cancel asked as cancel_target_ is posted; inside the observer the
     // lock is held, so the flag is set directly.
     if (code == 0 && !f->cancel_target_.empty() && Utf8(text) == f->cancel_target_) f->channel_.cancel = 1;
@@ -198,6 +201,33 @@ class InstallFixture : public ::testing::Test {
   ProgressChannel channel_;
   std::vector<Post> posts_;
   std::string cancel_target_;
+  std::function<void(const std::string&)> on_post_;  // called with every posted text
+};
+
+// A small tmpfs mounted at `dir` for the life of the object (tests run as
+// root; where mounting is not allowed, mounted() is false and the test skips).
+class SmallVolume {
+ public:
+  SmallVolume(const std::string& dir, const std::string& size) : dir_(dir) {
+    MakeDirs(dir);
+    mounted_ = RunShell("mount -t tmpfs -o size=" + size + " tmpfs '" + dir + "' 2>/dev/null") == 0;
+  }
+  ~SmallVolume() {
+    if (mounted_) RunShell("umount '" + dir_ + "'");
+  }
+  bool mounted() const { return mounted_; }
+  // Writes a file that takes every free byte left.
+  void Fill() const {
+    FILE* out = std::fopen((dir_ + "/filler").c_str(), "wb");
+    std::string block(4096, 'x');
+    while (out && std::fwrite(block.data(), 1, block.size(), out) == block.size() && std::fflush(out) == 0) {
+    }
+    if (out) std::fclose(out);
+  }
+
+ private:
+  std::string dir_;
+  bool mounted_ = false;
 };
 
 }  // namespace kitsetup::testing
