@@ -123,3 +123,64 @@ INSTANTIATE_TEST_SUITE_P(Faults, RollbackTest, ::testing::ValuesIn(Cases()), Cas
 
 }  // namespace
 }  // namespace kitsetup::testing
+
+namespace kitsetup::testing {
+namespace {
+
+// A real full disk: the template directory lies on a small tmpfs, the backups
+// on another volume (whole copies), and the volume fills up while the last
+// entry is written. The write falls short and the run rolls back. When the
+// replacements were as large as the originals the rollback has room and the
+// tree is as before; when they were smaller it has not, and then no user's
+// file is truncated: each is back whole, or whole in the kept backup.
+class FullDiskTest : public InstallFixture, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(FullDiskTest, ShortWriteRollsBackWithoutTruncatingAUsersFile) {
+  SmallVolume volume(root_ + "/volume", "4m");
+  if (!volume.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
+  templ_ = root_ + "/volume/templates";
+  const size_t kOld = 200 * 1024;
+  std::vector<std::string> names = {"a.txt", "b/c.txt", "d.txt"};
+  std::map<std::string, std::string> originals;
+  for (size_t i = 0; i < names.size(); ++i) {
+    originals[names[i]] = std::string(kOld, char('0' + i));
+    WriteFile(templ_ + "/" + names[i], originals[names[i]], kT0);
+    Source(names[i], std::string(GetParam(), char('a' + i)), kT0 + 100);
+  }
+  Source("z_new.txt", std::string(kOld, 'z'), kT0 + 100);
+  PackAndLoad();
+  const Snapshot before = TakeSnapshot(templ_);
+  on_post_ = [&](const std::string& text) {
+    if (text == templ_ + "/z_new.txt") volume.Fill();
+  };
+
+  InstallJob job;
+  uint32_t code = 0;
+  const std::string err = testsupport::CaptureStderr([&] { code = Install(&job); });
+  std::remove((root_ + "/volume/filler").c_str());
+
+  EXPECT_EQ(87u, code);
+  const std::string backup = Utf8(job.transactions.back().backupDirectory);
+  if (GetParam() >= kOld) {
+    EXPECT_EQ(before, TakeSnapshot(templ_));
+    EXPECT_EQ("", err);
+    ExpectTempHoldsOnlyStaging();
+    return;
+  }
+  EXPECT_TRUE(job.transactions.back().backupKept);
+  EXPECT_NE(std::string::npos, err.find(backup)) << err;
+  for (const auto& [name, bytes] : originals) {
+    const std::string where = MTime(templ_ + "/" + name) != -1 ? templ_ + "/" + name : backup + name;
+    EXPECT_EQ(bytes, ReadFile(where)) << where;
+    EXPECT_EQ(kT0, MTime(where)) << where;
+  }
+  EXPECT_EQ(-1, MTime(templ_ + "/z_new.txt"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FullDiskTest, ::testing::Values(200 * 1024, 20 * 1024),
+                         [](const ::testing::TestParamInfo<size_t>& info) {
+                           return info.param >= 200 * 1024 ? std::string("RollbackHasRoom") : std::string("RollbackHasNoRoom");
+                         });
+
+}  // namespace
+}  // namespace kitsetup::testing
