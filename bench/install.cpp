@@ -25,6 +25,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <random>
 #include <string>
@@ -180,8 +181,14 @@ int main() {
   // The rollback's time is the failed run's less the upgrade's.
   Touch(work + "/src", t0 + 2000);
   Check(Spawn({kittool, "pack", work + "/src", work + "/kit3.efd"}), "pack (failing upgrade)");
-  const std::string last = work + "/installed/area" + std::to_string((kFiles - 1) % 20) + "/part" +
-                           std::to_string(((kFiles - 1) / 20) % 15) + "/file" + std::to_string(kFiles - 1) + ".txt";
+  // The kit holds the tree in byte order of the paths: its last entry is
+  // the last path that sort(1) gives in the C locale.
+  std::string last;
+  if (FILE* pipe = popen(("cd '" + work + "/installed' && find . -type f | LC_ALL=C sort | tail -n 1").c_str(), "r")) {
+    char line[512] = {};
+    if (fgets(line, sizeof line, pipe)) last = work + "/installed/" + std::string(line + 2, strcspn(line + 2, "\n"));
+    pclose(pipe);
+  }
   Result failing;
   const bool immutable = std::system(("chattr +i '" + last + "' 2>/dev/null").c_str()) == 0;
   if (immutable) {
