@@ -29,6 +29,7 @@
 
 #include "core/encoding.h"
 #include "core/error_codes.h"
+#include "core/file_fault.h"
 
 namespace kitsetup {
 namespace {
@@ -230,6 +231,7 @@ uint32_t CreateTempFile(const TextString& directory, const TextString& prefix, T
 
 uint32_t MakeDirectories(const TextString& path) {
   const ByteString bytes = ToLocaleBytes(path);
+  if (InjectedFileFault(FileOp::kMakeDirectory, bytes.c_str())) return kErrNotFound;
   if (FastPathsEnabled() && !bytes.empty()) {
     const std::string plain = Plain(bytes);
     struct stat info {};
@@ -254,6 +256,7 @@ uint32_t RemoveTree(const TextString& path) {
 uint32_t MoveFile(const TextString& source, const TextString& destination) {
   const ByteString from = ToLocaleBytes(source);
   const ByteString to = ToLocaleBytes(destination);
+  if (InjectedFileFault(FileOp::kMove, from.c_str())) return kErrNotFound;
   if (FastPathsEnabled()) {
     switch (MoveDirectly(Plain(from), Plain(to))) {
       case FastMove::kMoved:

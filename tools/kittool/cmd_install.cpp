@@ -6,6 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -209,6 +210,30 @@ struct PostFeed {
   }
 };
 
+// The rollback's progress: the job tells the worker thread after each change
+// it undoes; the main thread prints a line for every tenth of the way.
+struct RollbackMeter {
+  std::atomic<size_t> done{0}, total{0};
+  size_t shown_tenths = 0;
+
+  static void Observe(void* context, size_t done, size_t total) {
+    auto* meter = static_cast<RollbackMeter*>(context);
+    meter->total = total;
+    meter->done = done;
+  }
+
+  void Show(bool quiet) {
+    const size_t all = total, now = done;
+    if (quiet || all == 0) return;
+    const size_t tenths = now * 10 / all;
+    if (shown_tenths == 0 && now > 0) std::fprintf(stderr, "rolling back %zu changes\n", all);
+    if (tenths <= shown_tenths && now != all) return;
+    if (now == all && shown_tenths == 11) return;
+    std::fprintf(stderr, "rolled back %zu/%zu\n", now, all);
+    shown_tenths = now == all ? 11 : tenths == 0 ? 1 : tenths;
+  }
+};
+
 void PrintError(uint32_t code, const TextString& text) {
   std::fprintf(stderr, "error %u: %s\n", code, Bytes(text).c_str());
 }
@@ -316,23 +341,29 @@ int RunInstall(int argc, char** argv) {
     kitsetup::WorkerThread worker;
     worker.singleRun = true;
     worker.finishPauseMs = 0;  // nothing to look at: kittool ends at once
+    RollbackMeter rollback;
+    worker.rollbackProgress = &RollbackMeter::Observe;
+    worker.rollbackContext = &rollback;
     StartWorkerShielded(&worker, &channel);
     if (worker.createResult != 0) {
       result = kitsetup::kErrInvalidParameter;
     } else {
       while (!worker.finished) {
-        if (g_signal) {
-          // The job stops after its current file and rolls back.
-          kitsetup::FinishWorker(&worker);
-          break;
+        if (g_signal && !worker.stop) {
+          // The job stops after its current file and rolls back; the loop
+          // goes on to show the rollback.
+          kitsetup::RequestStop(&worker);
+          kitsetup::SetCancel(&channel, 1);
         }
         feed.Drain(view);
+        rollback.Show(quiet);
         usleep(10 * 1000);
       }
       kitsetup::FinishWorker(&worker);
       result = worker.lastResult;
       feed.Drain(view);
       view.EndLine();
+      rollback.Show(quiet);
       if (result != kitsetup::kOk && result != kitsetup::kErrCancelled) {
         uint32_t posted = 0;
         TextString text;
