@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "core/encoding.h"
@@ -47,16 +47,64 @@ bool HasComponent(const TextString& text, const char16_t* dots, size_t length) {
 
 static_assert(kMaxPathUnits == 4096, "the refusal below names the bound");
 
+// Appends the name as the file system will see it below the template
+// directory: "\" read as "/", leading and repeated separators dropped. Each
+// unit is written as two bytes, high byte first, so that byte order is unit
+// order, and the separator as the unit 0x0001, which sorts below every unit
+// a name may hold (control characters are refused before this runs): in
+// sorted order a name is then followed at once by the names inside it ("a",
+// "a/b", "a-b", not "a", "a-b", "a/b").
+void AppendSortKey(const TextString& name, std::string& out) {
+  bool after_separator = true;
+  for (size_t i = 0, n = name.length(); i < n; ++i) {
+    const char16_t u = IsSeparator(name[i]) ? u'\x01' : name[i];
+    if (u == u'\x01' && after_separator) continue;
+    out.push_back(static_cast<char>(u >> 8));
+    out.push_back(static_cast<char>(u & 0xFF));
+    after_separator = u == u'\x01';
+  }
+}
+
+// Whether every printable ASCII character converts to the locale's bytes
+// and back. Then so does any text made of them alone, and a kit of many
+// names needs no conversion for most of them.
+bool PrintableAsciiSurvives() {
+  char16_t units[0x7F - 0x20];
+  for (char16_t u = 0x20; u < 0x7F; ++u) units[u - 0x20] = u;
+  return LocaleBytesLoss(TextString(units, sizeof units / sizeof units[0])) == TextString::npos;
+}
+
+bool SurvivesLocaleBytes(const TextString& text, bool printable_ascii_survives) {
+  if (printable_ascii_survives) {
+    const char16_t* units = text.data();
+    const char16_t* end = units + text.length();
+    if (std::all_of(units, end, [](char16_t u) { return u >= 0x20 && u < 0x7F; })) return true;
+  }
+  return LocaleBytesLoss(text) == TextString::npos;
+}
+
 // Checks shared by entry names and description files; `path` is not empty.
-const char* PathProblem(const TextString& path) {
+const char* PathProblem(const TextString& path, bool printable_ascii_survives) {
   if (const char* why = CharacterProblem(path)) return why;
   if (HasComponent(path, u"..", 2)) return "has a \"..\" component";
   if (path.length() > kMaxPathUnits) return "is longer than the 4096 units a path may have";
-  // Last: the one check that converts the text.
-  if (LocaleBytesLoss(path) != TextString::npos) {
+  // Last: the one check that may convert the text.
+  if (!SurvivesLocaleBytes(path, printable_ascii_survives)) {
     return "holds a character that does not convert to the locale's bytes and back";
   }
   return nullptr;
+}
+
+const char* NameProblem(const TextString& name, bool printable_ascii_survives) {
+  if (name.empty()) return "is empty";
+  if (std::all_of(name.data(), name.data() + name.length(), IsSeparator)) return "is only separators";
+  if (IsSeparator(name.back())) return "ends in a separator";
+  if (HasComponent(name, u".", 1)) return "has a \".\" component";
+  return PathProblem(name, printable_ascii_survives);
+}
+
+const char* FileProblem(const TextString& path, bool printable_ascii_survives) {
+  return path.empty() ? nullptr : PathProblem(path, printable_ascii_survives);
 }
 
 void Report(KitProblem* problem, const std::string& what) {
@@ -67,38 +115,30 @@ std::string EntryLabel(const KitEntry& entry, size_t index) {
   return "entry record " + std::to_string(index) + " (" + QuotedForMessage(entry.name) + ")";
 }
 
-// The name as the file system will see it below the template directory:
-// "\" read as "/", leading and repeated separators dropped. The separator
-// becomes U+0001 (control characters are refused before this runs), so that
-// in sorted order a name is followed at once by the names inside it: "a",
-// "a/b", "a-b" rather than "a", "a-b", "a/b".
-std::u16string SortKey(const TextString& name) {
-  std::u16string key;
-  key.reserve(name.length());
-  bool after_separator = true;
-  for (size_t i = 0, n = name.length(); i < n; ++i) {
-    if (IsSeparator(name[i])) {
-      if (!after_separator) key.push_back(u'\x01');
-      after_separator = true;
-    } else {
-      key.push_back(name[i]);
-      after_separator = false;
-    }
-  }
-  return key;
-}
-
 // Two entries that write one file, or a file where another entry needs a
-// folder. Sorting brings both kinds next to each other.
+// folder. Sorting the keys (all in one buffer) brings both kinds next to
+// each other.
 uint32_t CheckNamesMeetNowhere(const std::vector<KitEntry>& entries, KitProblem* problem) {
-  std::vector<std::pair<std::u16string, size_t>> keys;
+  struct Key {
+    size_t offset, length, index;
+  };
+  std::string buffer;
+  std::vector<Key> keys;
   keys.reserve(entries.size());
-  for (size_t i = 0; i < entries.size(); ++i) keys.emplace_back(SortKey(entries[i].name), i);
-  std::sort(keys.begin(), keys.end());
+  for (size_t i = 0; i < entries.size(); ++i) {
+    const size_t offset = buffer.size();
+    AppendSortKey(entries[i].name, buffer);
+    keys.push_back({offset, buffer.size() - offset, i});
+  }
+  auto view = [&buffer](const Key& key) { return std::string_view(buffer).substr(key.offset, key.length); };
+  std::sort(keys.begin(), keys.end(), [&view](const Key& a, const Key& b) {
+    const int order = view(a).compare(view(b));
+    return order != 0 ? order < 0 : a.index < b.index;
+  });
+  const std::string_view separator("\0\x01", 2);
   for (size_t k = 0; k + 1 < keys.size(); ++k) {
-    const std::u16string& shorter = keys[k].first;
-    const std::u16string& longer = keys[k + 1].first;
-    const size_t first = keys[k].second, second = keys[k + 1].second;
+    const std::string_view shorter = view(keys[k]), longer = view(keys[k + 1]);
+    const size_t first = keys[k].index, second = keys[k + 1].index;
     const size_t later = std::max(first, second), earlier = std::min(first, second);
     if (shorter == longer) {
       Report(problem, "entry record " + std::to_string(later) + ": name " +
@@ -106,8 +146,7 @@ uint32_t CheckNamesMeetNowhere(const std::vector<KitEntry>& entries, KitProblem*
                           EntryLabel(entries[earlier], earlier));
       return kErrInvalidData;
     }
-    if (longer.size() > shorter.size() && longer[shorter.size()] == u'\x01' &&
-        longer.compare(0, shorter.size(), shorter) == 0) {
+    if (longer.substr(0, shorter.size()) == shorter && longer.substr(shorter.size(), 2) == separator) {
       const std::string where = later == first ? " is a file where " + EntryLabel(entries[second], second) +
                                                      " needs a folder"
                                                : " needs a folder where " + EntryLabel(entries[first], first) +
@@ -126,22 +165,17 @@ InflateLimits CurrentInflateLimits() { return g_limits; }
 
 void SetInflateLimits(const InflateLimits& limits) { g_limits = limits; }
 
-const char* EntryNameProblem(const TextString& name) {
-  if (name.empty()) return "is empty";
-  if (SortKey(name).empty()) return "is only separators";
-  if (IsSeparator(name.back())) return "ends in a separator";
-  if (HasComponent(name, u".", 1)) return "has a \".\" component";
-  return PathProblem(name);
-}
+const char* EntryNameProblem(const TextString& name) { return NameProblem(name, PrintableAsciiSurvives()); }
 
 const char* DescriptionFileProblem(const TextString& path) {
-  return path.empty() ? nullptr : PathProblem(path);
+  return FileProblem(path, PrintableAsciiSurvives());
 }
 
 uint32_t ValidateKit(const DistributionKit& kit, uint64_t unpacked_size, KitProblem* problem) {
+  const bool ascii_survives = PrintableAsciiSurvives();
   for (size_t i = 0; i < kit.descriptions.size(); ++i) {
     const TextString& file = kit.descriptions[i].descriptionFile;
-    if (const char* why = DescriptionFileProblem(file)) {
+    if (const char* why = FileProblem(file, ascii_survives)) {
       Report(problem, "description record " + std::to_string(i) + ": description file " +
                           QuotedForMessage(file) + " " + why);
       return kErrInvalidData;
@@ -149,7 +183,7 @@ uint32_t ValidateKit(const DistributionKit& kit, uint64_t unpacked_size, KitProb
   }
   for (size_t i = 0; i < kit.entries.size(); ++i) {
     const KitEntry& entry = kit.entries[i];
-    if (const char* why = EntryNameProblem(entry.name)) {
+    if (const char* why = NameProblem(entry.name, ascii_survives)) {
       Report(problem, "entry record " + std::to_string(i) + ": name " + QuotedForMessage(entry.name) +
                           " " + why);
       return kErrInvalidData;
