@@ -145,7 +145,7 @@ std::string DescriptionBomb(bool by_count) {
   return k.u32(0).b;
 }
 
-// Each kit differs from SoundKit() in one respect. Names are judged in the
+// Each kit differs from a sound one in one respect. Names are judged in the
 // locale of the run that would install them (C.UTF-8 unless said).
 TEST_F(KitLoaderTest, HostileKitsAreRefusedBeforeAnythingIsInstalled) {
   const std::string sound = SoundKit();

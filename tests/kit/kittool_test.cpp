@@ -177,7 +177,7 @@ TEST_F(KittoolTest, PackRefusesNamesTheInstallerWouldRefuse) {
 }
 
 // verify names the record and the check in one line; install refuses the
-// same kits with the same line, before it touches the template directory.
+// same kits for the same reason, before it touches the template directory.
 TEST_F(KittoolTest, VerifyAndInstallRefuseEachBrokenFixtureInOneLine) {
   const std::string dir = KITSETUP_SOURCE_DIR "/tests/data/kit/";
   const char* const good[] = {"good_counted.efd", "good_legacy.efd"};
