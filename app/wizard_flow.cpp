@@ -8,6 +8,7 @@
 #include "core/error_codes.h"
 #include "core/file_system.h"
 #include "core/messages.h"
+#include "core/shell.h"
 #include "launcher/template_dirs.h"
 
 namespace kitsetup {
@@ -60,8 +61,8 @@ TextString DescriptionFilePath(const TextString& templateDir, const TextString& 
 
 ByteString DescriptionOpenCommand(const TextString& templateDir, const TextString& descriptionFile,
                                   const char* opener) {
-  return ByteString(opener) + " \"" + ToLocaleBytes(DescriptionFilePath(templateDir, descriptionFile)) +
-         "\" 2>/dev/null";
+  return ByteString(opener) + " " +
+         ShellQuotedPath(ToLocaleBytes(DescriptionFilePath(templateDir, descriptionFile))) + " 2>/dev/null";
 }
 
 bool OpenDescriptionFile(const TextString& templateDir, const TextString& descriptionFile,

@@ -239,20 +239,15 @@ void PrintError(uint32_t code, const TextString& text) {
 }
 
 
-struct SignalGuard {
-  struct sigaction old_int {}, old_term {};
-  SignalGuard() {
-    struct sigaction action {};
-    action.sa_handler = OnSignal;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &old_int);
-    sigaction(SIGTERM, &action, &old_term);
-  }
-  ~SignalGuard() {
-    sigaction(SIGINT, &old_int, nullptr);
-    sigaction(SIGTERM, &old_term, nullptr);
-  }
-};
+// From the start of the run to the end of the process: a second Ctrl-C
+// while a cancelled run is being reported must not kill the report.
+void CatchRunSignals() {
+  struct sigaction action {};
+  action.sa_handler = OnSignal;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
 
 // The worker is started with SIGINT and SIGTERM blocked, so the signals
 // reach the main thread and never interrupt the job's own calls.
@@ -337,7 +332,7 @@ int RunInstall(int argc, char** argv) {
   kitsetup::SetProgressObserver(&channel, &PostFeed::Observe, &feed);
   uint32_t result = kitsetup::kOk;
   {
-    SignalGuard signals;
+    CatchRunSignals();
     kitsetup::WorkerThread worker;
     worker.singleRun = true;
     worker.finishPauseMs = 0;  // nothing to look at: kittool ends at once
