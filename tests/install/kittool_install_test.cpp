@@ -60,7 +60,8 @@ TEST_F(KittoolInstall, ExitCodesForUsageAndForAMissingOrDamagedKit) {
 }
 
 // A large kit interrupted with SIGINT once it is well under way: the run is
-// cancelled, rolled back, and the process ends with the cancel message.
+// cancelled, rolled back with its progress shown, and the process ends with
+// the cancel message.
 TEST_F(KittoolInstall, InterruptRollsBackAndExitsWithTheCancelCode) {
   const int kFiles = 4000;
   for (int i = 0; i < kFiles; ++i) {
@@ -99,6 +100,7 @@ TEST_F(KittoolInstall, InterruptRollsBackAndExitsWithTheCancelCode) {
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(1, WEXITSTATUS(status)) << Err();
   EXPECT_NE(std::string::npos, Err().find("error 1223: ")) << Err();
+  EXPECT_NE(std::string::npos, Err().find("rolled back ")) << "the rollback shows its progress";
   EXPECT_EQ(std::string::npos, Err().find("100%")) << "finished before the interrupt";
   EXPECT_EQ(before, TakeSnapshot(templ_));
   EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));

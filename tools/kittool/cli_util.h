@@ -22,8 +22,8 @@ std::string JsonString(const kitsetup::TextString& text);
 bool IsHelpOption(const char* arg);
 
 // Names on disk and in kits are converted through the locale: when the
-// environment names none, use a UTF-8 one (C.UTF-8 on Linux, UTF-8 on macOS)
-// rather than the C locale, which cannot convert anything beyond ASCII.
+// environment names none, use a UTF-8 one (C.UTF-8 on Linux, en_US.UTF-8 on
+// macOS) rather than the C locale, which cannot convert anything beyond ASCII.
 void EnsureUtf8Locale();
 
 // SIGINT, SIGTERM, SIGHUP and SIGPIPE are recorded instead of ending the
