@@ -8,6 +8,7 @@
 #include "core/error_codes.h"
 #include "core/messages.h"
 #include "install/progress_channel.h"
+#include "install/template_lock.h"
 #include "kit/distribution_kit.h"
 #include "kit/file_handle.h"
 
@@ -58,6 +59,7 @@ uint32_t RunInstallJob(InstallJob& job, ProgressChannel* channel) {
   DistributionKit* kit = nullptr;
   TextString directory;
   ReadRequest(channel, &kit, &directory);
+  if (uint32_t busy = HoldTemplateDirectory(job, directory)) return busy;
 
   uint32_t code = BeginTransaction(job, directory);
   if (code != kOk) return ReportInstallError(job, code, 0);

@@ -12,6 +12,7 @@
 #define KITSETUP_INSTALL_INSTALL_JOB_H
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -21,6 +22,7 @@ namespace kitsetup {
 
 struct DistributionKit;
 struct ProgressChannel;
+class TemplateLock;
 
 struct InstallTransaction {
   TextString rootDirectory;    // the template directory, ending in "/"
@@ -41,6 +43,9 @@ struct InstallJob {
   // come folder by folder, so most need no look at the disk.
   TextString lastParent;
   TextString lastBackupParent;
+  // The template directory's lock (template_lock.h), held until the job is
+  // destroyed: from before the first look at the tree to after the rollback.
+  std::shared_ptr<TemplateLock> runLock;
 };
 
 // The whole run: reads the request from the channel, copies every entry,

@@ -11,6 +11,7 @@
 #include "kit/file_handle.h"
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/interrupts.h"
 
 namespace kittool {
 namespace {
@@ -31,7 +32,8 @@ const char kListUsage[] =
     "          names as stored (with \\), dataOffset absolute in the unpacked kit,\n"
     "          writeTime in 100-ns intervals since 1601-01-01 UTC.\n"
     "\n"
-    "Exit codes: 0 listed, 1 failed, 2 bad usage, 3 kit missing or damaged.\n";
+    "Exit codes: 0 listed, 1 failed, 2 bad usage, 3 kit missing or damaged,\n"
+    "128 + N ended by signal N (141: the reader closed the pipe).\n";
 
 void PrintJson(const DistributionKit& kit) {
   std::printf("{\"descriptionFormat\": %" PRIu32 ", \"descriptions\": [", kit.descriptionFormat);
@@ -42,7 +44,7 @@ void PrintJson(const DistributionKit& kit) {
                 JsonString(d.vendorName).c_str(), JsonString(d.descriptionFile).c_str());
   }
   std::printf("], \"entries\": [");
-  for (size_t i = 0; i < kit.entries.size(); ++i) {
+  for (size_t i = 0; i < kit.entries.size() && !Interrupted(); ++i) {
     const kitsetup::KitEntry& e = kit.entries[i];
     std::printf("%s{\"name\": %s, \"writeTime\": %" PRIu64 ", \"dataOffset\": %" PRIu32
                 ", \"dataSize\": %" PRIu32 "}",
@@ -73,6 +75,7 @@ void PrintText(const DistributionKit& kit) {
   }
   std::printf("entries: %zu\n", kit.entries.size());
   for (const kitsetup::KitEntry& e : kit.entries) {
+    if (Interrupted()) return;
     std::printf("  %s UTC %12" PRIu32 "  %s\n", UtcText(e.writeTime).c_str(), e.dataSize,
                 Utf8(e.name).c_str());
   }
@@ -113,8 +116,10 @@ int RunList(int argc, char** argv) {
     PrintText(kit);
   }
   DiscardStaging(kit);
-  if (CaughtSignal()) DieOfCaughtSignal();
-  if (std::fflush(stdout) != 0) {
+  const bool written = std::fflush(stdout) == 0;
+  // A closed pipe (kittool list KIT | head -1) ends the listing quietly.
+  if (Interrupted()) return InterruptedExit();
+  if (!written) {
     std::fprintf(stderr, "kittool list: cannot write the listing\n");
     return kExitFailed;
   }

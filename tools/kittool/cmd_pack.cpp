@@ -1,6 +1,7 @@
 // kittool pack: builds a kit from a directory tree.
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +17,7 @@
 #include "kit/kit_writer.h"
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/interrupts.h"
 
 namespace kittool {
 namespace {
@@ -221,6 +223,11 @@ int RunPack(int argc, char** argv) {
   if (uint32_t code = builder.WriteTo(options.kit, &error)) {
     std::fprintf(stderr, "kittool pack: %s (error %u)\n", error.c_str(), code);
     return kExitFailed;
+  }
+  // An interrupted pack leaves no kit that looks finished.
+  if (Interrupted()) {
+    unlink(options.kit);
+    return InterruptedExit();
   }
   std::printf("packed %zu files into %s\n", builder.entry_count(), options.kit);
   return kExitOk;

@@ -4,6 +4,7 @@
 
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/interrupts.h"
 
 namespace {
 
@@ -17,7 +18,8 @@ const char kUsage[] =
     "  install  install a kit into a template directory\n"
     "\n"
     "Run 'kittool <command> --help' for a command's options.\n"
-    "Exit codes: 0 success, 1 an operation failed, 2 bad usage, 3 kit missing or damaged.\n";
+    "Exit codes: 0 success, 1 an operation failed, 2 bad usage, 3 kit missing or damaged,\n"
+    "4 another installation into the directory is running, 128 + N ended by signal N.\n";
 
 struct Command {
   const char* name;
@@ -34,6 +36,9 @@ const Command kCommands[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Before anything else: a signal at any moment is recorded, acted on where
+  // the work can stop cleanly, and turned into the exit code below.
+  kittool::CatchInterrupts();
   if (argc < 2) {
     std::fputs(kUsage, stderr);
     return kittool::kExitUsage;
@@ -44,7 +49,9 @@ int main(int argc, char** argv) {
   }
   kittool::EnsureUtf8Locale();
   for (const Command& command : kCommands) {
-    if (!std::strcmp(argv[1], command.name)) return command.run(argc - 2, argv + 2);
+    if (std::strcmp(argv[1], command.name)) continue;
+    const int code = command.run(argc - 2, argv + 2);
+    return kittool::Interrupted() ? kittool::InterruptedExit() : code;
   }
   std::fprintf(stderr, "kittool: unknown command '%s'\n\n%s", argv[1], kUsage);
   return kittool::kExitUsage;
