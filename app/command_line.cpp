@@ -1,9 +1,9 @@
 #include "app/command_line.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "app/event_log.h"
+#include "app/locale_environment.h"
 #include "core/encoding.h"
 
 namespace kitsetup {
@@ -33,13 +33,6 @@ StartupChoice ScanCommandLine(int argc, const char* const* argv) {
 
 void ChooseLanguage(StartupChoice& choice, const ByteString& localeId) {
   if (choice.languageId != 0) return;
-  const char* lang = std::getenv("LANG");
-  if (lang == nullptr || lang[0] == '\0') {
-    // Only prepares the process locale for the byte conversions; the
-    // language itself is never read from LANG.
-    const ByteString value = localeId + ".UTF-8";
-    setenv("LANG", value.c_str(), 1);
-  }
   ByteString code = localeId;
   if (code.length() >= 3) code = code.substr(0, 2);
   const LanguageId id = LanguageFromCode(code);
@@ -53,8 +46,11 @@ void ChooseLanguage(StartupChoice& choice, const ByteString& localeId) {
 }
 
 StartupChoice ReadStartup(int argc, const char* const* argv, const char* localeId) {
+  const ByteString identifier(localeId != nullptr ? localeId : "");
+  // Before the first conversion, whichever way the language is then chosen.
+  PrepareLocaleEnvironment(identifier);
   StartupChoice choice = ScanCommandLine(argc, argv);
-  ChooseLanguage(choice, ByteString(localeId != nullptr ? localeId : ""));
+  ChooseLanguage(choice, identifier);
   return choice;
 }
 

@@ -25,14 +25,14 @@ struct StartupChoice {
 StartupChoice ScanCommandLine(int argc, const char* const* argv);
 
 // Completes the language when the command line did not name a known one
-// (languageId 0); otherwise does nothing at all. Sets LANG to
-// localeId + ".UTF-8" when LANG is missing or empty (it never replaces a
-// value), then takes the first two bytes of localeId (when it has three or
-// more) as the code; an unknown code gives English (3, "en").
+// (languageId 0); otherwise does nothing at all. Takes the first two bytes
+// of localeId (when it has three or more) as the code; an unknown code gives
+// English (3, "en"). The environment is not read: LANG never decides.
 void ChooseLanguage(StartupChoice& choice, const ByteString& localeId);
 
-// ScanCommandLine, then ChooseLanguage with the locale identifier
-// (for example [[NSLocale currentLocale] localeIdentifier]; null counts as "").
+// PrepareLocaleEnvironment (LANG is set when no locale variable is), then
+// ScanCommandLine and ChooseLanguage with the locale identifier (for example
+// [[NSLocale currentLocale] localeIdentifier]; null counts as "").
 StartupChoice ReadStartup(int argc, const char* const* argv, const char* localeId);
 
 // SetCurrentLanguage(choice.languageId) and the event log's "language" line.

@@ -5,8 +5,10 @@
 #include "app/event_log.h"
 #include "core/directory_listing.h"
 #include "core/encoding.h"
+#include "core/error_codes.h"
 #include "core/file_system.h"
 #include "core/messages.h"
+#include "core/shell.h"
 #include "launcher/template_dirs.h"
 
 namespace kitsetup {
@@ -59,8 +61,8 @@ TextString DescriptionFilePath(const TextString& templateDir, const TextString& 
 
 ByteString DescriptionOpenCommand(const TextString& templateDir, const TextString& descriptionFile,
                                   const char* opener) {
-  return ByteString(opener) + " \"" + ToLocaleBytes(DescriptionFilePath(templateDir, descriptionFile)) +
-         "\" 2>/dev/null";
+  return ByteString(opener) + " " +
+         ShellQuotedPath(ToLocaleBytes(DescriptionFilePath(templateDir, descriptionFile))) + " 2>/dev/null";
 }
 
 bool OpenDescriptionFile(const TextString& templateDir, const TextString& descriptionFile,
@@ -72,10 +74,14 @@ bool OpenDescriptionFile(const TextString& templateDir, const TextString& descri
 }
 
 int RecordInstalledTemplate(InstallerState& state) {
-  const std::vector<TextString> written = RecordInstalledDirectory(
-      state.m_dirList, state.m_templateDir, state.m_flagA != 0, state.m_flagB != 0);
-  for (const TextString& path : written) LogSaved(path);
-  return static_cast<int>(written.size());
+  int written = 0;
+  for (const LauncherFileResult& file : RecordInstalledDirectory(
+           state.m_dirList, state.m_templateDir, state.m_flagA != 0, state.m_flagB != 0)) {
+    if (file.result != kOk) continue;  // silent, as every write-back failure is
+    LogSaved(file.path);
+    ++written;
+  }
+  return written;
 }
 
 }  // namespace kitsetup

@@ -42,7 +42,8 @@ TextString NormaliseTypedPath(const TextString& typed);
 // with its own separator), every "\" turned into "/".
 TextString DescriptionFilePath(const TextString& templateDir, const TextString& descriptionFile);
 
-// opener + ` "` + the path above in locale bytes + `" 2>/dev/null`.
+// opener, the path above in locale bytes as one literal shell word
+// (ShellQuotedPath), then ` 2>/dev/null`.
 ByteString DescriptionOpenCommand(const TextString& templateDir, const TextString& descriptionFile,
                                   const char* opener);
 

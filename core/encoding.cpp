@@ -126,6 +126,15 @@ TextString FromLocaleBytes(const ByteString& bytes) {
   return FromLocaleBytes(bytes.c_str(), bytes.length());
 }
 
+size_t LocaleBytesLoss(const TextString& text) {
+  const TextString back = FromLocaleBytes(ToLocaleBytes(text));
+  const size_t n = text.length();
+  for (size_t i = 0; i < n; ++i) {
+    if (i >= back.length() || back[i] != text[i]) return i;
+  }
+  return back.length() == n ? TextString::npos : n;
+}
+
 int compare_nocase(const TextString& a, const TextString& b) {
   const ByteString left = ToLocaleBytes(a);
   const ByteString right = ToLocaleBytes(b);

@@ -20,6 +20,12 @@ ByteString ToLocaleBytes(const TextString& text);
 TextString FromLocaleBytes(const char* bytes, size_t count);
 TextString FromLocaleBytes(const ByteString& bytes);
 
+// The index of the first unit of `text` that does not come back unchanged
+// from ToLocaleBytes then FromLocaleBytes (a lone surrogate, a character
+// above U+FFFF, anything the locale cannot represent); TextString::npos when
+// the whole text survives. A path that fails here would name another file.
+size_t LocaleBytesLoss(const TextString& text);
+
 // Writes at most max_units units to out; returns the number of wide
 // characters the input holds (possibly more than were written). With
 // max_units 0 it only measures. Invalid input never makes it allocate more

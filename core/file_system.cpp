@@ -29,6 +29,8 @@
 
 #include "core/encoding.h"
 #include "core/error_codes.h"
+#include "core/file_fault.h"
+#include "core/shell.h"
 
 namespace kitsetup {
 namespace {
@@ -43,9 +45,9 @@ std::atomic<bool> g_fast_paths{FastPathsFromEnvironment()};
 // Bits 8 to 15 of system()'s value, as the result rules read them.
 int ExitStatus(int status) { return (status >> 8) & 0xFF; }
 
-int RunQuoted(const char* before, const ByteString& path, const char* after) {
-  const ByteString command = ByteString(before) + path + after;
-  return system(command.c_str());
+// `tool P rest`, P reaching the shell literally.
+int RunOnPath(const char* tool, const ByteString& path, const char* rest) {
+  return run_shell(ByteString(tool) + " " + ShellQuotedPath(path) + rest);
 }
 
 bool EndsWithSlash(const std::string& path) { return !path.empty() && path.back() == '/'; }
@@ -224,12 +226,13 @@ uint32_t CreateTempFile(const TextString& directory, const TextString& prefix, T
         break;
     }
   }
-  const int status = RunQuoted("touch \"", ByteString(name.c_str(), name.size()), "\" 2>/dev/null");
+  const int status = RunOnPath("touch", ByteString(name.c_str(), name.size()), " 2>/dev/null");
   return status != 0 ? kErrCannotCreate : kOk;
 }
 
 uint32_t MakeDirectories(const TextString& path) {
   const ByteString bytes = ToLocaleBytes(path);
+  if (InjectedFileFault(FileOp::kMakeDirectory, bytes.c_str())) return kErrNotFound;
   if (FastPathsEnabled() && !bytes.empty()) {
     const std::string plain = Plain(bytes);
     struct stat info {};
@@ -239,7 +242,7 @@ uint32_t MakeDirectories(const TextString& path) {
       return kOk;
     }
   }
-  const int status = RunQuoted("mkdir -p \"", bytes, "\" 2>/dev/null");
+  const int status = RunOnPath("mkdir -p", bytes, " 2>/dev/null");
   if (status == -1) return kErrInvalidParameter;
   return ExitStatus(status) != 0 ? kErrNotFound : kOk;
 }
@@ -247,13 +250,14 @@ uint32_t MakeDirectories(const TextString& path) {
 uint32_t RemoveTree(const TextString& path) {
   const ByteString bytes = ToLocaleBytes(path);
   if (FastPathsEnabled() && RemoveTreeDirectly(Plain(bytes))) return kOk;
-  RunCommand(ByteString("rm -rf \"") + bytes + "\" 2>/dev/null");
+  RunOnPath("rm -rf", bytes, " 2>/dev/null");
   return kOk;
 }
 
 uint32_t MoveFile(const TextString& source, const TextString& destination) {
   const ByteString from = ToLocaleBytes(source);
   const ByteString to = ToLocaleBytes(destination);
+  if (InjectedFileFault(FileOp::kMove, from.c_str())) return kErrNotFound;
   if (FastPathsEnabled()) {
     switch (MoveDirectly(Plain(from), Plain(to))) {
       case FastMove::kMoved:
@@ -264,8 +268,8 @@ uint32_t MoveFile(const TextString& source, const TextString& destination) {
         break;
     }
   }
-  const ByteString command = ByteString("mv \"") + from + "\" \"" + to + "\" 2>/dev/null";
-  const int status = system(command.c_str());
+  const int status =
+      run_shell(ByteString("mv ") + ShellQuotedPath(from) + " " + ShellQuotedPath(to) + " 2>/dev/null");
   if (status == -1) return kErrInvalidParameter;
   // Only exit status 1 is a failure; mv's other statuses count as success.
   return (status & 0xFF00) == 0x100 ? kErrNotFound : kOk;
@@ -278,11 +282,11 @@ uint32_t RemoveFile(const TextString& path) {
     // (a directory, no permission) stays visible on standard error.
     if (unlink(bytes.c_str()) == 0 || errno == ENOENT) return kOk;
   }
-  RunCommand(ByteString("rm -f \"") + bytes + "\"");
+  RunOnPath("rm -f", bytes, "");
   return kOk;
 }
 
-void RunCommand(const ByteString& command) { (void)system(command.c_str()); }
+void RunCommand(const ByteString& command) { (void)run_shell(command); }
 
 TextString ReadCommandLine(const TextString& command) {
   const ByteString bytes = ToLocaleBytes(command);

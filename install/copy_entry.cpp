@@ -7,6 +7,15 @@
 #include "kit/file_handle.h"
 
 namespace kitsetup {
+namespace {
+
+// Closes `out` and returns `code`: the copy already failed.
+uint32_t Abandon(FileHandle out, uint32_t code) {
+  CloseFileHandle(out);
+  return code;
+}
+
+}  // namespace
 
 uint32_t CopyEntry(DistributionKit& kit, size_t index, const TextString& target) {
   const KitEntry& entry = kit.entries[index];
@@ -20,10 +29,10 @@ uint32_t CopyEntry(DistributionKit& kit, size_t index, const TextString& target)
   int32_t high = 0;
   if (SeekFileHandle(kit.dataHandle, static_cast<int32_t>(entry.dataOffset), &high, kSeekBegin) ==
       0xFFFFFFFFu) {
-    // A failed lseek leaves the last error at 0, so the entry counts as copied.
+    // A failed lseek leaves the last error at 0; the entry is not copied all
+    // the same, so the run must not count it as done.
     code = LastFileError();
-    CloseFileHandle(out);
-    return code;
+    return Abandon(out, code != kOk ? code : kErrInvalidParameter);
   }
 
   uint32_t remaining = entry.dataSize;
@@ -33,31 +42,28 @@ uint32_t CopyEntry(DistributionKit& kit, size_t index, const TextString& target)
     // a whole buffer's worth of its neighbours through the kernel. The bytes
     // written are the same, min(bytesRead, remaining).
     const uint32_t want = std::min(kit.copyBufferSize, remaining);
-    if (ReadFileHandle(kit.dataHandle, kit.copyBuffer, want, &got, nullptr) != kOk) {
-      code = LastFileError();
-      CloseFileHandle(out);
-      return code;
-    }
+    if (ReadFileHandle(kit.dataHandle, kit.copyBuffer, want, &got, nullptr) != kOk)
+      return Abandon(out, LastFileError());
     // The unpacked kit ended before the entry's data: it is damaged. Without
     // this the loop would never end.
-    if (got == 0) {
-      CloseFileHandle(out);
-      return kErrInvalidData;
-    }
+    if (got == 0) return Abandon(out, kErrInvalidData);
     uint32_t take = std::min(got, remaining);
     uint32_t written = 0;
-    if (WriteFileHandle(out, kit.copyBuffer, take, &written, nullptr) != kOk) {
-      code = LastFileError();
-      CloseFileHandle(out);
-      return code;
-    }
+    if (WriteFileHandle(out, kit.copyBuffer, take, &written, nullptr) != kOk)
+      return Abandon(out, LastFileError());
+    // The layer reports every write as done; only bytesWritten tells a full
+    // disk (short) or a failed write (all bits set).
+    if (written != take) return Abandon(out, kErrInvalidParameter);
     remaining -= take;
   }
 
-  TruncateFileHandle(out);
+  if (TruncateFileHandle(out) != kOk) return Abandon(out, LastFileError());
   SetFileHandleTime(out, nullptr, nullptr, &entry.writeTime);
+  // SetFileHandleTime left the last error at 0, and a successful close
+  // leaves it so: anything else is a close that failed (data not written).
   CloseFileHandle(out);
-  return kOk;
+  code = LastFileError();
+  return code;
 }
 
 }  // namespace kitsetup

@@ -1,10 +1,13 @@
-// install/install_job.h: the install job. It copies every entry of a loaded
-// kit into the template directory, keeps each file it replaces in a backup
-// directory "r4stp<n>" under the temporary directory, and on failure or
-// cancel undoes its work through the transaction: replaced files go back
-// byte for byte with their old times, and exactly what the run created
-// (directories with their intermediate levels, files written where none
-// stood) is removed. Nothing that existed before a run is ever removed.
+// install/install_job.h: the install job. It plans the whole run first
+// (install/install_plan.h) and changes nothing when the plan is refused.
+// Then it copies every entry that the plan adds or replaces into the template
+// directory, keeps each file it replaces in a backup directory "r4stp<n>"
+// under the temporary directory, and records each change it makes
+// (install/template_change.h) right before making it. On failure or cancel
+// the rollback undoes the record: replaced files go back byte for byte with
+// their old times, and exactly what the run created is removed. A user's
+// file whose backup cannot be put back stays in the backup directory, which
+// is then kept and named on standard error.
 //
 // The job runs on the worker thread and talks to the interface only through
 // the progress channel.
@@ -13,10 +16,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <vector>
 
 #include "core/text_string.h"
+#include "install/install_plan.h"
+#include "install/template_change.h"
 
 namespace kitsetup {
 
@@ -29,16 +33,17 @@ struct InstallTransaction {
   TextString backupDirectory;  // ".../r4stp<n>/"; empty when rootDirectory is
   std::vector<TextString> createdDirectories;  // the highest level each call made
   std::vector<TextString> createdFiles;        // files written where none stood
-  // createdDirectories again, for the "does this file lie in a directory the
-  // run made" test (such files go away with their directory and are not
-  // listed one by one).
-  std::set<TextString> createdDirectorySet;
+  std::vector<TemplateChange> changes;         // every change, in the order made
+  bool backupKept = false;  // a rollback could not put every file back
 };
 
 struct InstallJob {
   std::vector<InstallTransaction> transactions;  // the job works on the last one
   ProgressChannel* channel = nullptr;            // not owned
   uint32_t finishPauseMs = 1000;  // pause after the finish post (the wizard shows it)
+  InstallPlan plan;               // the run's plan, kept for tools and tests
+  RollbackProgress rollbackProgress = nullptr;  // told after each change undone
+  void* rollbackContext = nullptr;
   // The last directory made sure of for a target and for a backup: entries
   // come folder by folder, so most need no look at the disk.
   TextString lastParent;
@@ -48,11 +53,12 @@ struct InstallJob {
   std::shared_ptr<TemplateLock> runLock;
 };
 
-// The whole run: reads the request from the channel, copies every entry,
-// posts (0, target, i * 100 / count) before entry i and (0, finish text, 100)
-// at the end, then pauses finishPauseMs. Returns 0; the failing code after
-// posting (code, error text, percent) and rolling back; 1223 after a cancel
-// (rolled back, nothing posted); 3 for a directory that could not be made.
+// The whole run: reads the request from the channel, plans, copies every
+// entry, posts (0, target, i * 100 / count) before entry i and (0, finish
+// text, 100) at the end, then pauses finishPauseMs. Returns 0; the failing
+// code after posting (code, error text, percent) and rolling back (a refused
+// plan posts percent 0 and has nothing to roll back: see MakeInstallPlan for
+// its codes); 1223 after a cancel (rolled back, nothing posted).
 uint32_t RunInstallJob(InstallJob& job, ProgressChannel* channel);
 
 // Posts (code, "IDS_INSTALL_ERROR" text, percent), rolls back, returns code.
@@ -63,14 +69,16 @@ uint32_t ReportInstallError(InstallJob& job, uint32_t code, int32_t percent);
 // that could not be made (3, 87).
 uint32_t BeginTransaction(InstallJob& job, const TextString& directory);
 
-// Moves `target` to the same relative place under the backup directory.
-// 0; 2 when the target does not exist; 3 when the backup subdirectory could
-// not be made; 87 when no shell could run.
+// Moves `target` whole to the same relative place under the backup
+// directory. 0; 2 (or 3) only when nothing exists at the target; 87 when an
+// existing target could not be backed up (no room, no inodes or no
+// permission in the temporary directory, a folder that forbids removing it).
 uint32_t BackupFile(InstallJob& job, const TextString& target);
 
 // Makes `path` with its missing parents. Records in the last transaction the
-// highest level that did not exist before, and only when this call made it.
-// 0 (also when the directory existed); 3 when it cannot be made; 87.
+// highest level that did not exist before (also when mkdir -p then fails
+// midway, so the levels it made are removed on rollback). 0 (also when the
+// directory existed); 3 when it cannot be made; 87.
 uint32_t CreateDirectoryRecorded(InstallJob& job, const TextString& path);
 
 // CreateDirectoryRecorded without recording anything.
@@ -78,20 +86,18 @@ uint32_t EnsureBackupDirectory(InstallJob& job, const TextString& path);
 
 // Copies entry `index` of the kit to `target` through the kit's copy buffer,
 // cuts the target at the end of the data and gives it the entry's time.
-// 0; the file layer's code for a failed open or read; 13 when the unpacked
+// 0; the file layer's code for a failed open, read, truncate or close; 87
+// for a write that failed or fell short (a full disk); 13 when the unpacked
 // kit ends before the entry's data does.
 uint32_t CopyEntry(DistributionKit& kit, size_t index, const TextString& target);
 
-// Undoes the last transaction (restore, remove backup, remove what was
-// created). Returns `code` unchanged.
+// Undoes the last transaction's changes, newest first, then removes its
+// backup directory, unless a file could not be put back: then the backup
+// directory stays and standard error says where. Returns `code` unchanged.
 uint32_t Rollback(InstallJob& job, uint32_t code);
 
 // Removes `path` and everything under it. Always 0.
 uint32_t DeleteTree(InstallJob& job, const TextString& path);
-
-// Moves every file under `backup` (ending in "/") back to the same relative
-// place under `root` (ending in "/").
-void RestoreTree(InstallJob& job, const TextString& root, const TextString& backup);
 
 }  // namespace kitsetup
 

@@ -2,11 +2,16 @@
 // backup directory, the record of what the run created, and the rollback.
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstdio>
+
 #include "core/directory_listing.h"
 #include "core/encoding.h"
 #include "core/error_codes.h"
 #include "core/file_system.h"
+#include "core/utf8.h"
 #include "install/install_job.h"
+#include "install/safe_move.h"
 
 namespace kitsetup {
 namespace {
@@ -51,22 +56,23 @@ TextString HighestMissingLevel(const TextString& path) {
 }
 
 // The directory-making steps shared by CreateDirectoryRecorded and
-// EnsureBackupDirectory. `record` is null for the backup tree.
+// EnsureBackupDirectory.
 uint32_t MakeDirectoryChain(InstallJob& job, const TextString& path, bool record) {
   if (path.length() == 1 && path[0] == kSlash) return kOk;
   // An existing directory takes the "already exists" branch: it is never
   // recorded, so a rollback never removes it.
   if (IsDirectory(path)) return kOk;
-  TextString highest = record ? HighestMissingLevel(path) : TextString();
-  uint32_t code = MakeDirectories(path);
-  if (code == kErrAlreadyExists) return kOk;
-  if (code == kOk) {
-    if (record) {
-      InstallTransaction& t = Current(job);
-      if (t.createdDirectorySet.insert(highest).second) t.createdDirectories.push_back(highest);
+  // Recorded before mkdir -p runs: a chain it makes only in part is
+  // removed on rollback all the same.
+  if (record) {
+    const TextString highest = HighestMissingLevel(path);
+    if (!Exists(highest)) {
+      const uint32_t code = RecordChange(job, ChangeKind::kMadeDirectory, highest);
+      if (code != kOk) return code;
     }
-    return kOk;
   }
+  uint32_t code = MakeDirectories(path);
+  if (code == kErrAlreadyExists || code == kOk) return kOk;
   // Walk up by "\" as the drive-letter world would. Paths here use "/", so a
   // failed mkdir -p ends in 3.
   if (path.empty()) return kErrPathNotFound;
@@ -78,26 +84,6 @@ uint32_t MakeDirectoryChain(InstallJob& job, const TextString& path, bool record
   return MakeDirectoryChain(job, path, record);
 }
 
-// Appends a "/" unless the path already ends in a separator.
-TextString AsDirectory(const TextString& path) {
-  if (path.ends_with(kSlash) || path.ends_with(kBackslash)) return path;
-  return path + u"/";
-}
-
-// A listed directory is walked into only when it is not a symbolic link: a
-// link moved into the backup (a replaced target that was one) must be moved
-// or removed as itself, never followed to what it points at.
-bool IsWalkableDirectory(const DirectoryListing& listing, const TextString& path) {
-  if (!(ListIsDirectory(listing) & 16)) return false;
-  struct stat info;
-  return lstat(ToLocaleBytes(path).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
-bool IsDotOrDotDot(const TextString& name) {
-  return (name.length() == 1 && name[0] == u'.') ||
-         (name.length() == 2 && name[0] == u'.' && name[1] == u'.');
-}
-
 }  // namespace
 
 uint32_t BeginTransaction(InstallJob& job, const TextString& directory) {
@@ -107,9 +93,12 @@ uint32_t BeginTransaction(InstallJob& job, const TextString& directory) {
   job.lastBackupParent.clear();
   if (directory.empty()) return kOk;
 
+  // Neither the temporary directory nor the backup directory is a change to
+  // the template directory: they are not recorded, and the backup directory
+  // goes only once nothing in it is the last copy of a user's file.
   TextString temp;
   GetTempDirectory(temp);
-  uint32_t code = CreateDirectoryRecorded(job, temp);
+  uint32_t code = EnsureBackupDirectory(job, temp);
   if (code != kOk) return code;
   if (!temp.ends_with(kSlash)) temp = temp + u"/";
 
@@ -120,11 +109,16 @@ uint32_t BeginTransaction(InstallJob& job, const TextString& directory) {
   }
   InstallTransaction& t = job.transactions.back();
   t.backupDirectory = candidate + u"/";
-  return CreateDirectoryRecorded(job, t.backupDirectory);
+  return EnsureBackupDirectory(job, t.backupDirectory);
 }
 
 uint32_t BackupFile(InstallJob& job, const TextString& target) {
   InstallTransaction& t = Current(job);
+  // Only a target where nothing exists has nothing to back up; every other
+  // failure below leaves a user's file that has no backup, and ends the run.
+  struct stat info;
+  if (lstat(ToLocaleBytes(target).c_str(), &info) != 0)
+    return errno == ENOENT ? kErrNotFound : errno == ENOTDIR ? kErrPathNotFound : kErrInvalidParameter;
   size_t root = t.rootDirectory.length();
   TextString relative = root <= target.length() ? target.substr(root) : TextString();
   TextString backup_path = t.backupDirectory + relative;
@@ -132,12 +126,16 @@ uint32_t BackupFile(InstallJob& job, const TextString& target) {
   if (slash != TextString::npos) {
     TextString parent = backup_path.substr(0, slash);
     if (parent != job.lastBackupParent) {
-      uint32_t code = EnsureBackupDirectory(job, parent);
-      if (code != kOk) return code;
+      if (EnsureBackupDirectory(job, parent) != kOk) return kErrInvalidParameter;
       job.lastBackupParent = parent;
     }
   }
-  return MoveFile(target, backup_path);
+  uint32_t code = RecordChange(job, ChangeKind::kMovedToBackup, target, backup_path);
+  if (code != kOk) return code;
+  code = MoveWhole(target, backup_path);
+  // Gone meanwhile: nothing to back up after all.
+  if (code == kErrNotFound) return kErrNotFound;
+  return code == kOk ? kOk : kErrInvalidParameter;
 }
 
 uint32_t CreateDirectoryRecorded(InstallJob& job, const TextString& path) {
@@ -152,44 +150,30 @@ uint32_t Rollback(InstallJob& job, uint32_t code) {
   job.lastParent.clear();
   job.lastBackupParent.clear();
   InstallTransaction& t = Current(job);
-  if (!t.rootDirectory.empty() && !t.backupDirectory.empty())
-    RestoreTree(job, t.rootDirectory, t.backupDirectory);
-  if (!t.backupDirectory.empty()) DeleteTree(job, t.backupDirectory);
-  for (const TextString& dir : t.createdDirectories) DeleteTree(job, dir);
-  for (const TextString& file : t.createdFiles) RemoveFile(file);
+  const std::vector<TemplateChange> failed = UndoChanges(t.changes, job.rollbackProgress, job.rollbackContext);
+  t.changes.clear();
+  bool stranded = false;
+  for (const TemplateChange& change : failed) {
+    if (change.kind != ChangeKind::kMovedToBackup) continue;
+    stranded = true;
+    std::fprintf(stderr, "kitsetup: rollback could not put back %s; it is kept as %s\n",
+                 Utf8(change.path).c_str(), Utf8(change.backupPath).c_str());
+  }
+  if (stranded) {
+    t.backupKept = true;
+    std::fprintf(stderr, "kitsetup: the backup directory %s is kept\n", Utf8(t.backupDirectory).c_str());
+  } else if (!t.backupDirectory.empty()) {
+    DeleteTree(job, t.backupDirectory);
+  }
   return code;
 }
 
-uint32_t DeleteTree(InstallJob& job, const TextString& path) {
+uint32_t DeleteTree(InstallJob& /*job*/, const TextString& path) {
   if (path.empty()) return kOk;
   // Never the root, whatever a record says.
   if (WithoutTrailingSlashes(path) == TextString(u"/")) return kOk;
-  TextString dir = AsDirectory(path);
-  {
-    DirectoryListing listing;
-    for (bool more = ListFirst(listing, dir + u"*"); more; more = ListNext(listing)) {
-      TextString name = ListName(listing);
-      if (IsDotOrDotDot(name)) continue;
-      if (IsWalkableDirectory(listing, dir + name))
-        DeleteTree(job, dir + name);
-      else
-        RemoveFile(dir + name);
-    }
-  }
+  // rm -rf (or its walk that never follows a link) removes the tree whole.
   return RemoveTree(path);
-}
-
-void RestoreTree(InstallJob& job, const TextString& root, const TextString& backup) {
-  DirectoryListing listing;
-  for (bool more = ListFirst(listing, backup + u"*"); more; more = ListNext(listing)) {
-    TextString name = ListName(listing);
-    if (IsDotOrDotDot(name)) continue;
-    // The separator is "/": a "\" would not separate anything here.
-    if (IsWalkableDirectory(listing, backup + name))
-      RestoreTree(job, root + name + u"/", backup + name + u"/");
-    else
-      MoveFile(backup + name, root + name);
-  }
 }
 
 }  // namespace kitsetup

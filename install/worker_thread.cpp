@@ -1,7 +1,6 @@
 // install/worker_thread.cpp: starting, running and ending the worker.
 #include "install/worker_thread.h"
 
-#include "core/error_codes.h"
 #include "install/install_job.h"
 #include "install/progress_channel.h"
 
@@ -14,6 +13,8 @@ uint32_t RunOnce(WorkerThread* worker) {
   {
     InstallJob job;
     job.finishPauseMs = worker->finishPauseMs;
+    job.rollbackProgress = worker->rollbackProgress;
+    job.rollbackContext = worker->rollbackContext;
     code = RunInstallJob(job, worker->channel);
   }
   worker->lastResult = code;
@@ -52,10 +53,10 @@ void FinishWorker(WorkerThread* worker) {
 
 void* WorkerMain(void* arg) {
   WorkerThread* worker = static_cast<WorkerThread*>(arg);
-  // After a failed or cancelled run no other begins: repeating it would
-  // undo nothing and could hide the failure.
-  while (!worker->stop && RunOnce(worker) == kOk) {
-  }
+  // One run, whatever its end: after a failure or a cancel a repetition
+  // could hide it, and after a success it would copy nothing while walking
+  // the whole kit again.
+  if (!worker->stop) RunOnce(worker);
   worker->finished = true;
   return nullptr;
 }

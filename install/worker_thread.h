@@ -1,6 +1,6 @@
-// install/worker_thread.h: the thread that runs the install job. It repeats
-// the job after each successful run until asked to stop; after a failed or
-// cancelled run it starts no other. Quitting never leaves a run half done:
+// install/worker_thread.h: the thread that runs the install job once per
+// start, and then ends, whatever the run's outcome. Quitting never leaves a
+// run half done:
 // FinishWorker asks the job to stop (and to cancel while a run is going on)
 // and waits for the thread.
 #ifndef KITSETUP_INSTALL_WORKER_THREAD_H
@@ -10,6 +10,8 @@
 
 #include <atomic>
 #include <cstdint>
+
+#include "install/template_change.h"
 
 namespace kitsetup {
 
@@ -23,7 +25,9 @@ struct WorkerThread {
   std::atomic<bool> running{false};    // a run of the job is in progress
   std::atomic<bool> finished{false};   // the thread body has returned
   uint32_t finishPauseMs = 1000;       // pause after the finish post
-  bool singleRun = false;              // run the job once (kittool), not until stop
+  bool singleRun = false;              // WorkerRunOnce rather than WorkerMain (both run once)
+  RollbackProgress rollbackProgress = nullptr;  // handed to the job
+  void* rollbackContext = nullptr;
   std::atomic<uint32_t> lastResult{0};  // the code of the last finished run
   std::atomic<uint32_t> runs{0};        // runs finished so far
   bool joined = false;                  // FinishWorker has waited for the thread
@@ -41,7 +45,7 @@ void RequestStop(WorkerThread* worker);
 // than once.
 void FinishWorker(WorkerThread* worker);
 
-// The thread body: runs the job until stop is set or a run fails.
+// The thread body: runs the job once unless stop is already set.
 void* WorkerMain(void* worker);
 
 // The other thread body: runs the job once; its code is in lastResult.

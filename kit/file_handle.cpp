@@ -16,6 +16,7 @@
 
 #include "core/encoding.h"
 #include "core/error_codes.h"
+#include "core/file_fault.h"
 
 namespace kitsetup {
 namespace {
@@ -70,6 +71,9 @@ uint32_t OpenFileHandle(const TextString& path, uint32_t access, uint32_t /*shar
   }
   if (handle == nullptr) return SetError(kErrInvalidParameter);
   const ByteString bytes = ToLocaleBytes(path);
+  if (access & kAccessWrite) {
+    if (const int fault = InjectedFileFault(FileOp::kOpen, bytes.c_str())) return SetErrorFromErrno(fault);
+  }
   const int fd = open(bytes.c_str(), OpenFlags(access, disposition), 0660);
   if (fd < 0) return SetErrorFromErrno(errno);
   *handle = fd;
@@ -128,13 +132,21 @@ uint32_t WriteFileHandle(FileHandle handle, const void* buffer, uint32_t size,
   if (bytes_written == nullptr) return kOk;
   // One write call, and success whatever it did: callers that care look at
   // bytes_written (0xFFFFFFFF after a failed write).
-  const ssize_t n = write(Descriptor(handle), buffer, size);
+  ssize_t n;
+  if (InjectedFileFault(FileOp::kWrite, nullptr) != 0) {
+    // An injected fault is a short write (half of it), or a failed one.
+    n = size > 1 ? write(Descriptor(handle), buffer, size / 2) : -1;
+  } else {
+    n = write(Descriptor(handle), buffer, size);
+  }
   *bytes_written = static_cast<uint32_t>(n);
   return kOk;
 }
 
 void CloseFileHandle(FileHandle handle) {
+  const int fault = InjectedFileFault(FileOp::kClose, nullptr);
   if (close(Descriptor(handle)) != 0) SetErrorFromErrno(errno);
+  if (fault) SetErrorFromErrno(fault);
 }
 
 uint32_t LastFileError() { return g_last_error.load(std::memory_order_relaxed); }
@@ -171,6 +183,7 @@ uint32_t TruncateFileHandle(FileHandle handle) {
   ResetError();
   if (handle == kNoHandle) return SetError(kErrInvalidHandle);
   const int fd = Descriptor(handle);
+  if (const int fault = InjectedFileFault(FileOp::kTruncate, nullptr)) return SetErrorFromErrno(fault);
   if (ftruncate(fd, lseek(fd, 0, SEEK_CUR)) != 0) return SetErrorFromErrno(errno);
   return kOk;
 }

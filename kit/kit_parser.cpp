@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/encoding.h"
 #include "core/error_codes.h"
+#include "kit/kit_validator.h"
 
 namespace kitsetup {
 
@@ -18,6 +20,8 @@ constexpr uint32_t kBlockSize = 64 * 1024;
 // The smallest entry record that holds its fields: size, name count, write
 // time, offset, size.
 constexpr uint64_t kMinEntryRecord = 24;
+// So the entry table never takes much more memory than the kit's bytes.
+static_assert(sizeof(KitEntry) <= 2 * kMinEntryRecord, "an entry in memory outgrows its record");
 
 uint32_t Refuse(KitProblem* problem, const std::string& what) {
   if (problem) problem->what = what;
@@ -187,10 +191,18 @@ uint32_t ReadField(KitReader& reader, const std::string& what, uint32_t& value, 
   return reader.ReadU32(value);
 }
 
+// The bytes that the strings of one table may still take in memory (as
+// UTF-16, as in the kit), so a hostile kit is refused before it allocates.
+struct TextBudget {
+  const char* table;  // "description texts", "entry names"
+  uint64_t limit;
+  uint64_t left;
+};
+
 // A counted string whose units must end by `limit` (its record's end, or the
-// kit's end for the legacy description).
+// kit's end for the legacy description) and fit in `budget`.
 uint32_t ReadCounted(KitReader& reader, uint64_t limit, const char* beyond, const std::string& what,
-                     const char* field, TextString& out, KitProblem* problem) {
+                     const char* field, TextString& out, TextBudget& budget, KitProblem* problem) {
   if (limit - reader.position() < 4) {
     return Refuse(problem, what + ": the count of its " + field + " reaches past " + beyond);
   }
@@ -200,6 +212,11 @@ uint32_t ReadCounted(KitReader& reader, uint64_t limit, const char* beyond, cons
     return Refuse(problem, what + ": its " + field + " (" + std::to_string(count) +
                                " units) reaches past " + beyond);
   }
+  if (uint64_t{count} * 2 > budget.left) {
+    return Refuse(problem, what + ": its " + field + " takes the kit's " + budget.table + " past " +
+                               std::to_string(budget.limit) + " bytes, more than a kit may hold");
+  }
+  budget.left -= uint64_t{count} * 2;
   return reader.ReadUnits(count, out);
 }
 
@@ -225,28 +242,43 @@ uint32_t ReadRecordSize(KitReader& reader, const std::string& what, uint64_t& re
   return kOk;
 }
 
-uint32_t ReadDescription(KitReader& reader, const std::string& what, KitDescription& out,
+TextBudget DescriptionBudget() {
+  return {"description texts", kMaxDescriptionTextBytes, kMaxDescriptionTextBytes};
+}
+
+TextBudget EntryNameBudget() { return {"entry names", kMaxEntryNameBytes, kMaxEntryNameBytes}; }
+
+// The product name, vendor name and description file of a description,
+// which end by `limit`.
+uint32_t ReadDescriptionTexts(KitReader& reader, uint64_t limit, const char* beyond, const std::string& what,
+                              KitDescription& d, TextBudget& budget, KitProblem* problem) {
+  const std::pair<const char*, TextString*> fields[] = {
+      {"product name", &d.productName}, {"vendor name", &d.vendorName}, {"description file", &d.descriptionFile}};
+  for (const auto& [field, out] : fields) {
+    if (uint32_t code = ReadCounted(reader, limit, beyond, what, field, *out, budget, problem)) return code;
+  }
+  return kOk;
+}
+
+uint32_t ReadDescription(KitReader& reader, const std::string& what, KitDescription& out, TextBudget& budget,
                          KitProblem* problem) {
   uint64_t end = 0;
   if (uint32_t code = ReadRecordSize(reader, what, end, problem)) return code;
   const char* beyond = "its record";
   KitDescription d;
-  if (uint32_t code = ReadCounted(reader, end, beyond, what, "language", d.language, problem)) return code;
-  if (uint32_t code = ReadCounted(reader, end, beyond, what, "product name", d.productName, problem)) return code;
-  if (uint32_t code = ReadCounted(reader, end, beyond, what, "vendor name", d.vendorName, problem)) return code;
-  if (uint32_t code = ReadCounted(reader, end, beyond, what, "description file", d.descriptionFile, problem)) {
-    return code;
-  }
+  if (uint32_t code = ReadCounted(reader, end, beyond, what, "language", d.language, budget, problem)) return code;
+  if (uint32_t code = ReadDescriptionTexts(reader, end, beyond, what, d, budget, problem)) return code;
   reader.Skip(end - reader.position());
   out = std::move(d);
   return kOk;
 }
 
-uint32_t ReadEntry(KitReader& reader, const std::string& what, KitEntry& out, KitProblem* problem) {
+uint32_t ReadEntry(KitReader& reader, const std::string& what, KitEntry& out, TextBudget& budget,
+                   KitProblem* problem) {
   uint64_t end = 0;
   if (uint32_t code = ReadRecordSize(reader, what, end, problem)) return code;
   KitEntry e;
-  if (uint32_t code = ReadCounted(reader, end, "its record", what, "name", e.name, problem)) return code;
+  if (uint32_t code = ReadCounted(reader, end, "its record", what, "name", e.name, budget, problem)) return code;
   if (end - reader.position() < 16) {
     return Refuse(problem, what + ": its write time, offset and size reach past its record");
   }
@@ -259,37 +291,45 @@ uint32_t ReadEntry(KitReader& reader, const std::string& what, KitEntry& out, Ki
 }
 
 template <typename Record, typename ReadFn>
-uint32_t ReadOneRecord(FileHandle handle, const char* what, Record& out, KitProblem* problem, ReadFn read) {
+uint32_t ReadOneRecord(FileHandle handle, const char* what, Record& out, TextBudget budget, KitProblem* problem,
+                       ReadFn read) {
   uint64_t position = 0, size = 0;
   if (uint32_t code = HandleGeometry(handle, position, size)) return code;
   KitReader reader(handle, position, size);
-  if (uint32_t code = read(reader, what, out, problem)) return code;
+  if (uint32_t code = read(reader, what, out, budget, problem)) return code;
   return reader.Sync();
+}
+
+// A table's record count, refused above `max` before anything is allocated.
+uint32_t ReadCount(KitReader& reader, const char* table, uint32_t max, uint32_t& count, KitProblem* problem) {
+  if (uint32_t code = ReadField(reader, std::string(table) + ": its count", count, problem)) return code;
+  if (count > max) {
+    return Refuse(problem, std::string(table) + ": " + std::to_string(count) + " records, more than the " +
+                               std::to_string(max) + " a kit may hold");
+  }
+  return kOk;
 }
 
 uint32_t ParseDescriptions(KitReader& reader, DistributionKit& kit, KitProblem* problem) {
   uint32_t format = 0;
   if (uint32_t code = ReadField(reader, "header: the description format", format, problem)) return code;
   kit.descriptionFormat = format;
+  TextBudget budget = DescriptionBudget();
   if (format != 0) {
     uint32_t count = 0;
-    if (uint32_t code = ReadField(reader, "description table: its count", count, problem)) return code;
+    if (uint32_t code = ReadCount(reader, "description table", kMaxDescriptionRecords, count, problem)) return code;
     for (uint32_t i = 0; i < count; ++i) {
       KitDescription d;
       std::string what = "description record " + std::to_string(i);
-      if (uint32_t code = ReadDescription(reader, what, d, problem)) return code;
+      if (uint32_t code = ReadDescription(reader, what, d, budget, problem)) return code;
       kit.descriptions.push_back(std::move(d));
     }
     return kOk;
   }
-  const char* beyond = "the end of the unpacked kit";
-  const std::string what = "legacy description";
   KitDescription d;
   d.language = TextString(u"en");
-  uint64_t end = reader.size();
-  if (uint32_t code = ReadCounted(reader, end, beyond, what, "product name", d.productName, problem)) return code;
-  if (uint32_t code = ReadCounted(reader, end, beyond, what, "vendor name", d.vendorName, problem)) return code;
-  if (uint32_t code = ReadCounted(reader, end, beyond, what, "description file", d.descriptionFile, problem)) {
+  if (uint32_t code = ReadDescriptionTexts(reader, reader.size(), "the end of the unpacked kit",
+                                           "legacy description", d, budget, problem)) {
     return code;
   }
   kit.descriptions.push_back(std::move(d));
@@ -299,12 +339,13 @@ uint32_t ParseDescriptions(KitReader& reader, DistributionKit& kit, KitProblem* 
 uint32_t ParseEntries(KitReader& reader, DistributionKit& kit, KitProblem* problem) {
   kit.entries.clear();
   uint32_t count = 0;
-  if (uint32_t code = ReadField(reader, "entry table: its count", count, problem)) return code;
+  if (uint32_t code = ReadCount(reader, "entry table", kMaxEntryRecords, count, problem)) return code;
   // A hostile count must not reserve more than the kit could hold.
   kit.entries.reserve(static_cast<size_t>(std::min<uint64_t>(count, reader.remaining() / kMinEntryRecord)));
+  TextBudget budget = EntryNameBudget();
   for (uint32_t i = 0; i < count; ++i) {
     KitEntry e;
-    if (uint32_t code = ReadEntry(reader, "entry record " + std::to_string(i), e, problem)) return code;
+    if (uint32_t code = ReadEntry(reader, "entry record " + std::to_string(i), e, budget, problem)) return code;
     kit.entries.push_back(std::move(e));
   }
   return kOk;
@@ -313,11 +354,11 @@ uint32_t ParseEntries(KitReader& reader, DistributionKit& kit, KitProblem* probl
 }  // namespace
 
 uint32_t ReadDescriptionRecord(FileHandle handle, KitDescription& out, KitProblem* problem) {
-  return ReadOneRecord(handle, "description record", out, problem, ReadDescription);
+  return ReadOneRecord(handle, "description record", out, DescriptionBudget(), problem, ReadDescription);
 }
 
 uint32_t ReadEntryRecord(FileHandle handle, KitEntry& out, KitProblem* problem) {
-  return ReadOneRecord(handle, "entry record", out, problem, ReadEntry);
+  return ReadOneRecord(handle, "entry record", out, EntryNameBudget(), problem, ReadEntry);
 }
 
 uint32_t ParseKit(DistributionKit& kit, KitProblem* problem) {

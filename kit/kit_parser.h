@@ -13,7 +13,9 @@
 // Every field is checked against the unpacked kit's size (the staging file's
 // size) before it is read or any memory is allocated for it, so a record or
 // string that reaches past its record or past the end of the kit is refused
-// with 13 instead of being trusted.
+// with 13 instead of being trusted. The tables' record counts and the bytes
+// of their strings are held to the bounds in kit/kit_validator.h
+// (kMaxDescriptionRecords, ...) in the same way, before they are allocated.
 #ifndef KITSETUP_KIT_KIT_PARSER_H
 #define KITSETUP_KIT_KIT_PARSER_H
 

@@ -1,12 +1,22 @@
 #include "launcher/launcher_config.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
 #include <strings.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstring>
 
 #include <algorithm>
 #include <memory>
+#include <string>
 
 #include "core/directory_listing.h"
 #include "core/encoding.h"
+#include "core/error_codes.h"
 #include "core/file_system.h"
 #include "core/home.h"
 #include "core/shell.h"
@@ -27,8 +37,11 @@ constexpr const char16_t* kLegacyLauncherDir = u".Vesk/veskstartt";
 constexpr const char16_t* kConfigFileName = u"veskstart.cfg";
 
 // The byte path converts one chunk at a time, into at most this many units.
-constexpr size_t kByteChunk = 1024;
+constexpr size_t kByteChunk = kConfigByteChunk;
 constexpr size_t kByteChunkUnits = 4096;
+// The most bytes of a character cut by a chunk boundary that are carried
+// into the next chunk.
+constexpr size_t kMaxCarry = MB_LEN_MAX - 1;
 
 // What the writer throws inside this file, and catches before returning.
 enum WriteFailure : int { kCannotOpen = 1, kWriteFailed = 2 };
@@ -188,48 +201,159 @@ class LineScanner {
   TextString value_;
 };
 
+// How far one file's read has come.
+struct ReadState {
+  uint64_t total = 0;      // bytes read so far
+  bool whole = true;       // every byte so far became the same text
+  bool broke_off = false;  // the read ended before the end of the file
+};
+
+// Reads up to `want` bytes; 0 at the end of the file, after a read error or
+// once the file has passed kMaxConfigFileBytes (the read then broke off).
+size_t read_bounded(FILE* f, void* into, size_t want, ReadState& state) {
+  const size_t got = fread(into, 1, want, f);
+  state.total += got;
+  if ((got < want && ferror(f)) || state.total > kMaxConfigFileBytes) {
+    state.whole = false;
+    state.broke_off = true;
+    return 0;
+  }
+  return got;
+}
+
 // UTF-16LE in reads of up to kConfigScanBufferUnits units; an odd last byte
-// is not a unit and is dropped.
-void read_utf16(FILE* f, LineScanner& scanner) {
+// is not a unit and is dropped (it cannot hold a setting).
+void read_utf16(FILE* f, LineScanner& scanner, ReadState& state) {
   unsigned char raw[kConfigScanBufferUnits * 2];
   char16_t units[kConfigScanBufferUnits];
   size_t got;
-  while ((got = fread(raw, 2, kConfigScanBufferUnits, f)) > 0) {
+  while ((got = read_bounded(f, raw, sizeof raw, state) / 2) > 0) {
     DecodeUtf16Le(raw, got, units);
     scanner.Feed(units, got);
   }
 }
 
-// Locale bytes, each 1024-byte chunk converted by itself: a multibyte
-// character cut by a chunk boundary makes both chunks invalid. A chunk that
-// does not convert ends the read (false); what was scanned before stays.
-// mbstowcs stops at a zero byte, so a chunk that begins with one adds nothing.
-bool read_locale_bytes(FILE* f, LineScanner& scanner) {
-  char chunk[kByteChunk];
-  char16_t units[kByteChunkUnits];
-  size_t got;
-  while ((got = fread(chunk, 1, kByteChunk, f)) > 0) {
-    int count = locale_to_units(chunk, got, units, kByteChunkUnits);
-    if (count <= 0) {
-      if (chunk[0] != '\0') return false;
-      continue;
+// Converts the first `len` bytes of `bytes`, which hold no zero byte. A
+// multibyte character cut by the end of the buffer does not convert, so the
+// shortest tail whose removal lets the rest convert is left out: its length
+// goes to `carry`. Returns the units written, or -1 when no cut makes the
+// bytes valid (they are not text in the locale).
+int convert_joining(const char* bytes, size_t len, char16_t* units, size_t& carry) {
+  carry = 0;
+  for (size_t cut = 0; cut <= kMaxCarry && cut < len; ++cut) {
+    const int count = locale_to_units(bytes, len - cut, units, kByteChunkUnits);
+    if (count > 0) {
+      carry = cut;
+      return count;
     }
-    scanner.Feed(units, std::min(static_cast<size_t>(count), kByteChunkUnits));
   }
-  return true;
+  // A buffer too short to tell (only at the end of the file): all carried.
+  if (len <= kMaxCarry) {
+    carry = len;
+    return 0;
+  }
+  return -1;
 }
 
-void write_list(const TextString& path, const ConfigList& list) {
-  FilePtr f(fopen(ToLocaleBytes(path).c_str(), "wt"));
-  if (!f) throw static_cast<int>(kCannotOpen);
-  for (const ConfigEntry& entry : list) {
-    ByteString key = ToLocaleBytes(entry.key);
-    for (const TextString& value : entry.values) {
-      if (fprintf(f.get(), "%s=%s", key.c_str(), ToLocaleBytes(value).c_str()) < 0) {
-        throw static_cast<int>(kWriteFailed);  // the FilePtr closes the file
-      }
-      fputc('\n', f.get());
+// Locale bytes in 1024-byte chunks. A multibyte character that a chunk
+// boundary cuts is carried over and joined with its remaining bytes from the
+// next chunk. Bytes that are not text end the read: lines finished before
+// them are kept and the read breaks off. Within a chunk the text ends at its
+// first zero byte, as mbstowcs has it, and a character the conversion does
+// not give back byte for byte (one beyond U+FFFF) is changed: the file is
+// still scanned to its end, but it is not read whole.
+void read_locale_bytes(FILE* f, LineScanner& scanner, ReadState& state) {
+  char bytes[kMaxCarry + kByteChunk];
+  char16_t units[kByteChunkUnits];
+  size_t carry = 0;
+  size_t got;
+  while ((got = read_bounded(f, bytes + carry, kByteChunk, state)) > 0) {
+    size_t len = carry + got;
+    carry = 0;
+    if (const void* zero = memchr(bytes, '\0', len)) {
+      len = static_cast<size_t>(static_cast<const char*>(zero) - bytes);
+      state.whole = false;
     }
+    if (len == 0) continue;
+    const int count = convert_joining(bytes, len, units, carry);
+    if (count < 0) break;
+    const size_t converted = len - carry;
+    const TextString text(units, static_cast<size_t>(count));
+    const ByteString back = ToLocaleBytes(text);
+    if (back.length() != converted || memcmp(back.c_str(), bytes, converted) != 0) state.whole = false;
+    scanner.Feed(units, static_cast<size_t>(count));
+    memmove(bytes, bytes + converted, carry);
+  }
+  // Bytes that are not text, or a file that ends inside a character.
+  if (carry > 0 || got > 0) {
+    state.whole = false;
+    state.broke_off = true;
+  }
+}
+
+// The locale's bytes of `text`, false when some of it does not convert (a
+// UTF-16 file's surrogates, say): such a line cannot be written as it was.
+bool converts_whole(const TextString& text, ByteString& bytes) {
+  bytes = ToLocaleBytes(text);
+  return FromLocaleBytes(bytes) == text;
+}
+
+// Where the new file goes: beside the file the path names, following a
+// symbolic link, so that a link the user made stays a link.
+std::string write_target(const TextString& path) {
+  std::string target = ToLocaleBytes(path).c_str();
+  if (char* resolved = realpath(target.c_str(), nullptr)) {
+    target = resolved;
+    free(resolved);
+  }
+  return target;
+}
+
+// Makes the new file beside `target`, never one that is already there,
+// with the permissions any new file gets (the umask applies).
+int create_beside(const std::string& target, std::string& temp) {
+  for (int n = 0; n < 100; ++n) {
+    temp = target + ".new" + std::to_string(getpid()) + "-" + std::to_string(n);
+    const int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd >= 0 || errno != EEXIST) return fd;
+  }
+  return -1;
+}
+
+// Writes `list` to a new file beside `path`, flushes and closes it, checking
+// every result, and renames it over the old file: a full disk or a crash
+// leaves the old file whole. The new file takes the old one's mode (and its
+// owner where that is allowed). Throws kCannotOpen when the new file cannot
+// be made and kWriteFailed when any later step fails; the new file is then
+// removed.
+void write_list(const TextString& path, const ConfigList& list) {
+  const std::string target = write_target(path);
+  std::string temp;
+  const int fd = create_beside(target, temp);
+  if (fd < 0) throw static_cast<int>(kCannotOpen);
+  struct stat old;
+  if (stat(target.c_str(), &old) == 0) {
+    (void)fchown(fd, old.st_uid, old.st_gid);
+    (void)fchmod(fd, old.st_mode & 07777);
+  }
+  FILE* f = fdopen(fd, "w");
+  bool ok = f != nullptr;
+  if (!ok) close(fd);
+  for (size_t i = 0; ok && i < list.size(); ++i) {
+    ByteString key;
+    ok = converts_whole(list[i].key, key);
+    for (size_t v = 0; ok && v < list[i].values.size(); ++v) {
+      ByteString value;
+      ok = converts_whole(list[i].values[v], value) &&
+           fprintf(f, "%s=%s", key.c_str(), value.c_str()) >= 0 && fputc('\n', f) != EOF;
+    }
+  }
+  if (ok) ok = fflush(f) == 0 && fsync(fileno(f)) == 0;
+  if (f != nullptr && fclose(f) != 0) ok = false;
+  if (ok) ok = rename(temp.c_str(), target.c_str()) == 0;
+  if (!ok) {
+    unlink(temp.c_str());
+    throw static_cast<int>(kWriteFailed);
   }
 }
 
@@ -286,7 +410,7 @@ TextString user_config_path(uint32_t legacy_dir) {
   return ExpandHome() + u"/" + launcher_dir(legacy_dir) + u"/" + kConfigFileName;
 }
 
-void read_config_file(const TextString& path, ConfigList& list) {
+bool read_config_file(const TextString& path, ConfigList& list) {
   try {
     FilePtr f(fopen_text(path, TextString(u"rt, ccs=UNICODE")));
     if (!f) {
@@ -294,25 +418,28 @@ void read_config_file(const TextString& path, ConfigList& list) {
       // yields counts as an empty file and is closed at once.
       FILE* fallback = fopen(ToLocaleBytes(path).c_str(), "rt, ccs=UTF-8");
       if (fallback != nullptr) fclose(fallback);
-      return;
+      // A file that is there but cannot be opened has settings we never saw.
+      return !PathExists(path);
     }
     LineScanner scanner(list);
-    bool whole = true;
+    ReadState state;
     if (DetectConfigTextKind(f.get()) == ConfigTextKind::kUtf16) {
-      read_utf16(f.get(), scanner);
+      read_utf16(f.get(), scanner, state);
     } else {
-      whole = read_locale_bytes(f.get(), scanner);
+      read_locale_bytes(f.get(), scanner, state);
     }
     // A file that broke off leaves its unfinished last line out.
-    if (whole) scanner.FinishFile();
+    if (!state.broke_off) scanner.FinishFile();
+    return state.whole;
   } catch (...) {
     // Reading never fails loudly; the list keeps what was added.
+    return false;
   }
 }
 
-void load(LauncherConfig& config) {
+bool load(LauncherConfig& config) {
   read_config_file(common_config_path(config.legacy_dir), config.common);
-  read_config_file(user_config_path(config.legacy_dir), config.user);
+  return read_config_file(user_config_path(config.legacy_dir), config.user);
 }
 
 bool add_value(ConfigList& list, const TextString& key, const TextString& value) {
@@ -339,22 +466,23 @@ std::vector<TextString> get_values(const LauncherConfig& config, const TextStrin
   return values;
 }
 
-bool set_values_and_save(LauncherConfig& config, const std::vector<TextString>& values) {
+uint32_t set_values_and_save(LauncherConfig& config, const std::vector<TextString>& values) {
   try {
-    load(config);
+    // Writing back a file that was not read whole would drop what was not read.
+    if (!load(config)) return kErrInvalidData;
     std::vector<TextString> normalised = values;
     terminate_and_dedupe(normalised);
     set_templates(config.user, normalised);
     try {
       write_user(config);
-      return true;
     } catch (int) {
       retry_write_user(config);
-      return true;
     }
+    return kOk;
   } catch (...) {
-    // A failed retry is not reported: the installation has succeeded anyway.
-    return false;
+    // A failed retry is not shown to the user: the installation has
+    // succeeded anyway. The old file is still whole.
+    return kErrCannotCreate;
   }
 }
 
@@ -369,7 +497,7 @@ void read_template_locations(std::vector<TextString>& out, uint32_t legacy_dir) 
   }
 }
 
-bool save_template_locations(const std::vector<TextString>& list, uint32_t legacy_dir) {
+uint32_t save_template_locations(const std::vector<TextString>& list, uint32_t legacy_dir) {
   LauncherConfig config;
   config.legacy_dir = legacy_dir;
   return set_values_and_save(config, list);

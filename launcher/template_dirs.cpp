@@ -44,21 +44,20 @@ void ProposeTemplateDirectory(TemplateProposal& proposal) {
   }
 }
 
-std::vector<TextString> RecordInstalledDirectory(std::vector<TextString>& dirList,
-                                                 const TextString& templateDir, bool flagA,
-                                                 bool flagB) {
-  std::vector<TextString> saved;
+std::vector<LauncherFileResult> RecordInstalledDirectory(std::vector<TextString>& dirList,
+                                                         const TextString& templateDir, bool flagA,
+                                                         bool flagB) {
+  std::vector<LauncherFileResult> saved;
   try {
     TextString installed = templateDir;
     if (installed.ends_with(u'\\') || installed.ends_with(u'/')) {
       installed.resize(installed.length() - 1);
     }
     dirList.insert(dirList.begin(), installed);
-    if (!flagA && save_template_locations(dirList, kCurrentLauncher)) {
-      saved.push_back(user_config_path(kCurrentLauncher));
-    }
-    if (flagB && save_template_locations(dirList, kOlderLauncher)) {
-      saved.push_back(user_config_path(kOlderLauncher));
+    for (uint32_t launcher : {kCurrentLauncher, kOlderLauncher}) {
+      if (launcher == kCurrentLauncher ? flagA : !flagB) continue;
+      const uint32_t result = save_template_locations(dirList, launcher);
+      saved.push_back(LauncherFileResult{user_config_path(launcher), result});
     }
   } catch (...) {
     // Out of memory while recording: the installation stands; nothing to log.

@@ -10,6 +10,7 @@
 #ifndef KITSETUP_LAUNCHER_TEMPLATE_DIRS_H
 #define KITSETUP_LAUNCHER_TEMPLATE_DIRS_H
 
+#include <cstdint>
 #include <vector>
 
 #include "core/text_string.h"
@@ -45,12 +46,21 @@ struct TemplateProposal {
 // no candidates. Any earlier contents of `proposal` are replaced.
 void ProposeTemplateDirectory(TemplateProposal& proposal);
 
+// One launcher file that the write-back was to update, and how it went: the
+// code of save_template_locations (0 written, 13 left alone because it was
+// not read whole, 1013 the write failed and the old file is whole).
+struct LauncherFileResult {
+  TextString path;
+  uint32_t result;
+};
+
 // After a successful installation: `templateDir` less one trailing "\" or
 // "/" goes to the front of `dirList`, and the list is saved to the current
 // launcher file when flagA is clear and to the older one when flagB is set
-// (either, both or none). Failures are swallowed. Returns the paths of the
-// configuration files that were written, for the event log.
-std::vector<TextString> RecordInstalledDirectory(std::vector<TextString>& dirList,
+// (either, both or none). Nothing throws. Returns one result per file it
+// was to write, in that order: the event log names the written ones, and
+// kittool reports the others.
+std::vector<LauncherFileResult> RecordInstalledDirectory(std::vector<TextString>& dirList,
                                                  const TextString& templateDir, bool flagA,
                                                  bool flagB);
 

@@ -49,11 +49,16 @@ TEST(CommandLineScan, SwitchesWordsAndTheirOrder) {
   EXPECT_EQ(Scan({"Setup", "-S", "usecwd"}), "01 0 en");
 }
 
-// ReadStartup in a child with LANG as given (null: unset):
-// "LANG=<value or (unset)> <id> <code>".
-std::string Start(const char* lang, std::vector<const char*> args, const char* locale) {
+// ReadStartup in a child with LANG as given (null: unset) and LC_ALL and
+// LC_CTYPE unset unless `lc` names one: "LANG=<value or (unset)> <id> <code>".
+// ru_RU.UTF-8 and C.UTF-8 exist here (scripts/install-deps.sh); xx_XX does not.
+std::string Start(const char* lang, std::vector<const char*> args, const char* locale,
+                  const char* lc = nullptr) {
   return RunInChild([&] {
     lang != nullptr ? setenv("LANG", lang, 1) : unsetenv("LANG");
+    unsetenv("LC_ALL");
+    unsetenv("LC_CTYPE");
+    if (lc != nullptr) putenv(const_cast<char*>(lc));
     args.push_back(nullptr);
     const StartupChoice c = ReadStartup(static_cast<int>(args.size()) - 1, args.data(), locale);
     const char* now = std::getenv("LANG");
@@ -63,20 +68,31 @@ std::string Start(const char* lang, std::vector<const char*> args, const char* l
 }
 
 TEST(LanguageChoice, SwitchThenLocaleThenEnglish) {
-  // LANG is filled in only when missing or empty, and never decides the language.
-  EXPECT_EQ(Start(nullptr, {"Setup"}, "uk_UA"), "LANG=uk_UA.UTF-8 2 uk");
-  EXPECT_EQ(Start("", {"Setup"}, "ru_RU"), "LANG=ru_RU.UTF-8 1 ru");
+  // LANG never decides the language, and a value it has is kept.
   EXPECT_EQ(Start("C", {"Setup"}, "fr_FR"), "LANG=C 3 en");
   EXPECT_EQ(Start("ru_RU.UTF-8", {"Setup"}, "de_AT"), "LANG=ru_RU.UTF-8 7 de");
   EXPECT_EQ(Start("C", {"Setup"}, "kk"), "LANG=C 10 kk");
   EXPECT_EQ(Start("C", {"Setup"}, "k"), "LANG=C 3 en");
   EXPECT_EQ(Start("C", {"Setup"}, "RU_ru"), "LANG=C 3 en");
   EXPECT_EQ(Start("C", {"Setup"}, nullptr), "LANG=C 3 en");
-  EXPECT_EQ(Start(nullptr, {"Setup"}, "en_US_POSIX"), "LANG=en_US_POSIX.UTF-8 3 en");
-  // A known switch wins and leaves LANG alone; an unknown one falls through.
-  EXPECT_EQ(Start(nullptr, {"Setup", "-Lru"}, "en_US"), "LANG=(unset) 1 ru");
-  EXPECT_EQ(Start(nullptr, {"Setup", "-LRU"}, "en_US"), "LANG=en_US.UTF-8 3 en");
+  // A known switch wins; an unknown one falls through.
+  EXPECT_EQ(Start("C", {"Setup", "-Lru"}, "en_US"), "LANG=C 1 ru");
   EXPECT_EQ(Start("C", {"Setup", "-LRU"}, "lt_LT"), "LANG=C 5 lt");
+}
+
+// With no locale variable at all, LANG names a UTF-8 locale that exists,
+// whichever way the language was chosen, so that every text converts.
+TEST(LanguageChoice, NoLocaleVariableGetsAUtf8LocaleThatExists) {
+  EXPECT_EQ(Start(nullptr, {"Setup"}, "ru_RU"), "LANG=ru_RU.UTF-8 1 ru");
+  EXPECT_EQ(Start("", {"Setup", "-Lde"}, "ru_RU"), "LANG=ru_RU.UTF-8 7 de");
+  // No such locale: GNUstep's identifier when nothing is set, an unknown region.
+  EXPECT_EQ(Start(nullptr, {"Setup"}, "en_US_POSIX"), "LANG=C.UTF-8 3 en");
+  EXPECT_EQ(Start(nullptr, {"Setup", "-Lru"}, "xx_XX"), "LANG=C.UTF-8 1 ru");
+  EXPECT_EQ(Start(nullptr, {"Setup", "-Lka"}, nullptr), "LANG=C.UTF-8 9 ka");
+  // LC_ALL or LC_CTYPE with a value is the user's choice: LANG stays unset.
+  EXPECT_EQ(Start(nullptr, {"Setup", "-Lru"}, "ru_RU", "LC_ALL=C"), "LANG=(unset) 1 ru");
+  EXPECT_EQ(Start(nullptr, {"Setup"}, "uk_UA", "LC_CTYPE=C.UTF-8"), "LANG=(unset) 2 uk");
+  EXPECT_EQ(Start(nullptr, {"Setup"}, "uk_UA", "LC_CTYPE="), "LANG=uk_UA.UTF-8 2 uk");
 }
 
 TEST(LanguageChoice, ApplySelectsTheTableAndLogs) {

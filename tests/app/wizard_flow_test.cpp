@@ -48,7 +48,7 @@ TEST(WizardTexts, WelcomeTypedPathAndOpenCommand) {
   EXPECT_EQ(NormaliseTypedPath(u"C:\\T\\a b\\"), TextString(u"C:/T/a b/"));
   // No separator is inserted: the kit's name brings its own.
   EXPECT_STREQ(DescriptionOpenCommand(u"/t/dir/", u"\\Docs\\a b.htm", "open").c_str(),
-               "open \"/t/dir//Docs/a b.htm\" 2>/dev/null");
+               "open '/t/dir//Docs/a b.htm' 2>/dev/null");
 }
 
 TEST(WizardFinish, OpensTheDescriptionOnlyWhenCheckedAndPresent) {
@@ -56,7 +56,8 @@ TEST(WizardFinish, OpensTheDescriptionOnlyWhenCheckedAndPresent) {
   const std::string opener = dir.At("bin/") + DesktopOpenCommand(), record = dir.At("opened");
   WriteFile(opener, "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" + record + "'\n");
   chmod(opener.c_str(), 0755);
-  const std::string templates = dir.At("Шаблоны");
+  // The shell must see the user's folder name literally.
+  const std::string templates = dir.At("Шаблоны $HOME `true` \"it's\"");
   WriteFile(templates + "/Docs/Описание файла.htm", "<html/>");
   EXPECT_EQ(RunInChild([&] {
               setenv("LANG", "C.UTF-8", 1);

@@ -9,8 +9,10 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <string>
 
 #include "core/error_codes.h"
+#include "install/install_fixture.h"
 #include "support/test_support.h"
 
 namespace kitsetup {
@@ -192,6 +194,57 @@ TEST_P(FileOps, RemoveFileRemovesFilesAndLetsRmComplainAboutDirectories) {
       CaptureStderr([&] { EXPECT_EQ(RemoveFile(Text(dir_.At("d"))), kOk); });
   EXPECT_NE(complaint.find("rm"), std::string::npos);
   EXPECT_TRUE(fs::is_directory(dir_.At("d")));
+}
+
+// Every operation below `root`, a folder name relative to the working
+// directory; the codes in order. A move onto an existing file goes to the
+// command even with fast paths on.
+std::string RunOperationsBelow(const std::string& root) {
+  const TextString r = Text(root);
+  std::string codes;
+  auto note = [&codes](uint32_t code) { codes += std::to_string(code) + " "; };
+  note(MakeDirectories(r + u"/a b/c"));
+  TextString temp;
+  note(CreateTempFile(r + u"/a b", Text("edf"), temp));
+  if (Utf8(temp).rfind(root + "/a b/edf", 0) != 0) codes += "(temp file named " + Utf8(temp) + ") ";
+  note(MoveFile(temp, r + u"/a b/c/moved"));
+  WriteFile(root + "/a b/c/old", "old");
+  WriteFile(root + "/a b/new", "new");
+  note(MoveFile(r + u"/a b/new", r + u"/a b/c/old"));
+  note(MoveFile(r + u"/missing", r + u"/x"));
+  note(MakeDirectories(r + u"/a b/c/old/sub"));
+  note(RemoveFile(r + u"/a b/c/moved"));
+  WriteFile(root + "/gone/f", "f");
+  note(RemoveTree(r + u"/gone/"));
+  return codes;
+}
+
+// Folder names (the user's template directory, TMPDIR or home) that the shell
+// would expand, split or read as an option if they reached it unquoted: the
+// fast paths and the commands must act on the same files.
+TEST(FileOpsOnShellNames, FastPathsAndCommandsActOnTheSameFiles) {
+  const char* const names[] = {"dollar $HOME $1 x", "tick `echo q`", "quote \"q\"", "back\\slash \\$",
+                               "it's", "new\nline", "-dash", "semi;colon & *"};
+  for (const char* name : names) {
+    SCOPED_TRACE(name);
+    std::string codes[2], trees[2];
+    for (int fast = 0; fast < 2; ++fast) {
+      ScratchDir scratch;
+      codes[fast] = testsupport::RunInChild([&] {
+        SetFastPathsEnabled(fast == 1);
+        return chdir(scratch.path().c_str()) == 0 ? RunOperationsBelow(name) : "no chdir";
+      });
+      // Paths, kinds and bytes (the times are the test's own writes).
+      for (const auto& [path, node] : kitsetup::testing::TakeSnapshot(scratch.path())) {
+        trees[fast] += path + " " + node.kind + " " + node.bytes + "\n";
+      }
+    }
+    EXPECT_EQ(codes[1], "0 0 0 0 2 2 0 0 ");
+    EXPECT_EQ(codes[0], codes[1]);
+    const std::string root = std::string("/") + name;
+    EXPECT_EQ(trees[1], root + " d \n" + root + "/a b d \n" + root + "/a b/c d \n" + root + "/a b/c/old f new\n");
+    EXPECT_EQ(trees[0], trees[1]);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(BothPaths, FileOps, ::testing::Bool(),

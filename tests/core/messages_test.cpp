@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -161,6 +162,23 @@ TEST(MessageTexts, EveryLanguageHasEveryKeyInOrderWithWellFormedTranslations) {
     // Rows that name the same thing say it the same way.
     EXPECT_STREQ(block.texts[13].text, block.texts[5].text);   // IDR_MAINFRAME, IDS_TITLE_INSTALLER
     EXPECT_STREQ(block.texts[26].text, block.texts[3].text);   // IDS_BROWSE_CANCEL, IDS_WIZARD_CANCEL
+  }
+}
+
+// Romanian spells ș and ț with a comma below (U+0219, U+021B), as its
+// orthography and every current system do; only a fixed row keeps the
+// cedilla letters it was shipped with.
+TEST(MessageTexts, RomanianUsesCommaBelowOutsideTheFixedRows) {
+  const LanguageBlock& ro = LanguageBlocks()[5];
+  ASSERT_STREQ(ro.code, "ro");
+  for (size_t i = 0; i < kMessageCount; ++i) {
+    const MessageText& m = ro.texts[i];
+    const bool fixed = std::any_of(std::begin(kTellingRows), std::end(kTellingRows), [&](const ExactRow& row) {
+      return std::string(row.code) == "ro" && std::string(row.key) == m.key;
+    });
+    if (fixed) continue;
+    for (char16_t u : U16(std::string(m.text)))
+      EXPECT_TRUE(u != 0x015E && u != 0x015F && u != 0x0162 && u != 0x0163) << m.key << ": " << m.text;
   }
 }
 

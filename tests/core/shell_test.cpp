@@ -6,9 +6,12 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <csignal>
+
 #include <cstdlib>
 #include <string>
 
+#include "core/encoding.h"
 #include "support/test_support.h"
 
 namespace kitsetup {
@@ -43,6 +46,34 @@ TEST(ShellCommands, PathsModesStatusAndOutput) {
   EXPECT_EQ(testsupport::U16(line), u"Привет\n");
   EXPECT_EQ(read_command_output(TextString(u"head -c 400 /dev/zero | tr '\\0' x")).length(), 254u);
   EXPECT_TRUE(read_command_output(TextString(u"true")).empty());
+}
+
+volatile sig_atomic_t g_interrupts = 0;
+void CountInterrupt(int) { g_interrupts = g_interrupts + 1; }
+
+// system() would ignore SIGINT in the caller while the command runs, and
+// this one would be lost.
+TEST(ShellCommands, AnInterruptDuringACommandReachesTheCallersHandler) {
+  struct sigaction action {}, old {};
+  action.sa_handler = CountInterrupt;
+  sigemptyset(&action.sa_mask);
+  ASSERT_EQ(sigaction(SIGINT, &action, &old), 0);
+  const int status = run_shell(ByteString("kill -INT $PPID; exit 3"));
+  sigaction(SIGINT, &old, nullptr);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
+  EXPECT_EQ(g_interrupts, 1);
+}
+
+TEST(ShellCommands, QuotedPathsAreOneLiteralWord) {
+  EXPECT_STREQ(ShellQuotedPath(ByteString("it's $x")).c_str(), "'it'\\''s $x'");
+  EXPECT_STREQ(ShellQuotedPath(ByteString("-rf")).c_str(), "'./-rf'");
+  EXPECT_STREQ(ShellQuotedPath(ByteString("")).c_str(), "''");
+  const char* const words[] = {"a \"b\" `c` $d \\e 'f'", "-n", "tab\there"};
+  for (const char* word : words) {
+    const std::string printed = testsupport::Utf8(
+        read_command_output(FromLocaleBytes(ByteString("printf '%s|' ") + ShellQuotedPath(ByteString(word)))));
+    EXPECT_EQ(printed, std::string(word[0] == '-' ? "./" : "") + word + "|") << word;
+  }
 }
 
 }  // namespace

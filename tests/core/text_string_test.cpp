@@ -125,11 +125,11 @@ TEST(TextStringAppend, RangesReplaceAndConcatenation) {
   } catch (const std::out_of_range& e) {
     EXPECT_STREQ(e.what(), "basic_string");
   }
-  TextString path(u"C:\\Templates\\1C\\x");
+  TextString path(u"C:\\Templates\\Trade\\x");
   const TextString before = path;
   EXPECT_EQ(path.replace_all(TextString(u"\\"), TextString(u"/")), 3u);
-  EXPECT_EQ(Std(path), u"C:/Templates/1C/x");
-  EXPECT_EQ(Std(before), u"C:\\Templates\\1C\\x");
+  EXPECT_EQ(Std(path), u"C:/Templates/Trade/x");
+  EXPECT_EQ(Std(before), u"C:\\Templates\\Trade\\x");
   TextString a(u"aaaaa");
   EXPECT_EQ(a.replace_all(TextString(u"aa"), TextString(u"b")), 2u);
   EXPECT_EQ(Std(a), u"bba");

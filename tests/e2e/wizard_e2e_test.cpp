@@ -337,7 +337,7 @@ TEST_F(SetupWizard, SilentModeWithLegacyConfigurationRewritesOnlyIt) {
   ASSERT_EQ(system(("mkdir -p " + e2e::Quote(legacyDir) + " " + e2e::Quote(run.home() + "/.Vesk/veskstartt"))
                        .c_str()),
             0);
-  std::ofstream(legacyFile) << "DefaultVersion=8.3\nConfigurationTemplatesLocation=" << legacyDir << "\n";
+  std::ofstream(legacyFile) << "DefaultVersion=8\nConfigurationTemplatesLocation=" << legacyDir << "\n";
 
   ASSERT_TRUE(run.Start(x_, {"-S"}));
   EXPECT_EQ(run.WaitForLog("template ", 20), "template " + legacyDir);
@@ -352,7 +352,7 @@ TEST_F(SetupWizard, SilentModeWithLegacyConfigurationRewritesOnlyIt) {
   EXPECT_EQ(saved, std::vector<std::string>{legacyFile});
   // The chosen directory goes first, without its slash, and (as any value
   // not ending in a separator) gains a backslash; the value read stays.
-  EXPECT_EQ(ReadFile(legacyFile), "DefaultVersion=8.3\nConfigurationTemplatesLocation=" +
+  EXPECT_EQ(ReadFile(legacyFile), "DefaultVersion=8\nConfigurationTemplatesLocation=" +
                                       legacyDir.substr(0, legacyDir.size() - 1) +
                                       "\\\nConfigurationTemplatesLocation=" + legacyDir + "\n");
   struct stat st {};

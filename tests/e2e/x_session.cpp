@@ -264,7 +264,12 @@ bool SetupRun::Start(const XServer& x, const std::vector<std::string>& args) {
   const char* lsan = getenv("LSAN_OPTIONS");
   env.push_back(std::string("LSAN_OPTIONS=") +
                 (lsan ? lsan : "suppressions=" KITSETUP_SOURCE_DIR "/tests/lsan.supp:print_suppressions=0"));
-  env.insert(env.end(), extra_env_.begin(), extra_env_.end());
+  for (const std::string& assignment : extra_env_) {
+    // An assignment replaces one of the same name ("LANG=" empties LANG).
+    const std::string name = assignment.substr(0, assignment.find('=') + 1);
+    for (auto it = env.begin(); it != env.end();) it = it->rfind(name, 0) == 0 ? env.erase(it) : it + 1;
+    env.push_back(assignment);
+  }
   pid_ = Spawn(argv, env, dir_ + "/stdout.txt", dir_ + "/stderr.txt");
   return pid_ > 0;
 }

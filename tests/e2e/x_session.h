@@ -60,6 +60,7 @@ class SetupRun {
   void SetTmp(const std::string& tmp) { tmp_ = tmp; }
   // A folder searched before the usual PATH (stand-in commands).
   void SetPathPrefix(const std::string& dir) { path_prefix_ = dir; }
+  // "NAME=value" for the run, replacing any NAME the run would have.
   void AddEnv(const std::string& assignment) { extra_env_.push_back(assignment); }
 
   // Starts Setup with `args` on the server's display.

@@ -6,17 +6,21 @@
 #define KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 
 #include <dirent.h>
+#include <errno.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "core/file_fault.h"
 #include "core/file_system.h"
 #include "core/messages.h"
 #include "install/install_job.h"
@@ -82,6 +86,23 @@ inline int RunShell(const std::string& command) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// A fault for the file layer's seam: `op` fails with `error` (`times`
+// times) once armed, which happens when the job posts `armTarget` (at once
+// when it is empty).
+struct InjectedFault {
+  FileOp op = FileOp::kOpen;
+  std::string armTarget;
+  int times = 0;
+  int error = ENOSPC;
+  bool armed = false;
+};
+inline InjectedFault g_fault;
+inline int FailArmedOperation(FileOp op, const char*) {
+  if (!g_fault.armed || op != g_fault.op || g_fault.times == 0) return 0;
+  --g_fault.times;
+  return g_fault.error;
+}
+
 struct Post {
   uint32_t code;
   std::string text;
@@ -101,6 +122,8 @@ class InstallFixture : public ::testing::Test {
 
   void TearDown() override {
     SetOpenFaultHook(nullptr);
+    SetFileFaultHook(nullptr);
+    g_fault = InjectedFault();
     SetFastPathsEnabled(true);
     if (kit_.dataHandle != kNoHandle) CloseFileHandle(kit_.dataHandle);
     kit_.dataHandle = kNoHandle;
@@ -121,10 +144,19 @@ class InstallFixture : public ::testing::Test {
     ASSERT_EQ(0u, LoadKit(kit_, Text(kit_path_)));
   }
 
+  // Arms `fault` for the next run.
+  void Inject(const InjectedFault& fault) {
+    g_fault = fault;
+    g_fault.armed = fault.armTarget.empty();
+    SetFileFaultHook(&FailArmedOperation);
+  }
+
   // One run of the job on this thread, every post recorded.
-  uint32_t Install(InstallJob* job_out = nullptr) {
+  uint32_t Install(InstallJob* job_out = nullptr) { return InstallInto(Text(templ_), job_out); }
+
+  uint32_t InstallInto(const TextString& directory, InstallJob* job_out = nullptr) {
     InitChannel(&channel_);
-    StartRequest(&channel_, &kit_, Text(templ_));
+    StartRequest(&channel_, &kit_, directory);
     posts_.clear();
     SetProgressObserver(&channel_, &Record, this);
     InstallJob job;
@@ -137,6 +169,8 @@ class InstallFixture : public ::testing::Test {
   static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
     auto* f = static_cast<InstallFixture*>(self);
     f->posts_.push_back({code, Utf8(text), percent});
+    if (code == 0 && !g_fault.armTarget.empty() && Utf8(text) == g_fault.armTarget) g_fault.armed = true;
+    if (f->on_post_) f->on_post_(Utf8(text));
     // A cancel asked as cancel_target_ is posted; inside the observer the
     // lock is held, so the flag is set directly.
     if (code == 0 && !f->cancel_target_.empty() && Utf8(text) == f->cancel_target_) f->channel_.cancel = 1;
@@ -167,6 +201,33 @@ class InstallFixture : public ::testing::Test {
   ProgressChannel channel_;
   std::vector<Post> posts_;
   std::string cancel_target_;
+  std::function<void(const std::string&)> on_post_;  // called with every posted text
+};
+
+// A small tmpfs mounted at `dir` for the life of the object (tests run as
+// root; where mounting is not allowed, mounted() is false and the test skips).
+class SmallVolume {
+ public:
+  SmallVolume(const std::string& dir, const std::string& size) : dir_(dir) {
+    MakeDirs(dir);
+    mounted_ = RunShell("mount -t tmpfs -o size=" + size + " tmpfs '" + dir + "' 2>/dev/null") == 0;
+  }
+  ~SmallVolume() {
+    if (mounted_) RunShell("umount '" + dir_ + "'");
+  }
+  bool mounted() const { return mounted_; }
+  // Writes a file that takes every free byte left.
+  void Fill() const {
+    FILE* out = std::fopen((dir_ + "/filler").c_str(), "wb");
+    std::string block(4096, 'x');
+    while (out && std::fwrite(block.data(), 1, block.size(), out) == block.size() && std::fflush(out) == 0) {
+    }
+    if (out) std::fclose(out);
+  }
+
+ private:
+  std::string dir_;
+  bool mounted_ = false;
 };
 
 }  // namespace kitsetup::testing

@@ -126,6 +126,7 @@ TEST_F(KittoolRun, ASignalDuringTheCopyRollsBackAndExitsWith128PlusIt) {
     EXPECT_EQ(128 + signal_number, ExitStatus(pid)) << Err();
     EXPECT_NE(std::string::npos, Err().find("interrupted, rolling back")) << Err();
     EXPECT_NE(std::string::npos, Err().find("error 1223: ")) << Err();
+    EXPECT_NE(std::string::npos, Err().find("rolled back ")) << "the rollback shows its progress";
     EXPECT_EQ(before, TakeSnapshot(templ_));
     EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
   }

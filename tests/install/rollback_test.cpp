@@ -1,9 +1,9 @@
 // A failed or cancelled run leaves the template directory exactly as it was:
 // replaced files back byte for byte with their times, created directories
-// and files gone, everything that existed before still there. Faults are
-// made to surface for real (tests run as root, so permissions stop nothing):
-// a plain file standing where a directory must be made, and a target open
-// failed through the file layer's test seam.
+// and files gone, everything that existed before still there. Faults come
+// through the file layer's test seam (tests run as root, so permissions stop
+// nothing): a failed open, a failed backup, a short write, a failed truncate
+// or close, and a removal that fails once during the rollback itself.
 #include "install/install_fixture.h"
 
 namespace kitsetup::testing {
@@ -15,10 +15,9 @@ uint32_t OpenFault(const TextString& path, uint32_t access, uint32_t) {
   return (access & kAccessWrite) && Utf8(path) == g_failing_target ? 87u : 0u;
 }
 
-enum class Fault { kOpenFails, kCancel, kParentIsAFile };
-const char* const kFaultNames[] = {"OpenFails", "Cancel", "ParentIsAFile"};
-// For kParentIsAFile, k picks where the blocked folder sorts among the others.
-const char* const kBlocked[] = {"a0", "m0", "zz0"};
+enum class Fault { kOpenFails, kCancel, kBackupFails, kShortWrite, kTruncateFails, kCloseFails, kCancelRemoveFailsOnce };
+const char* const kFaultNames[] = {"OpenFails",     "Cancel",     "BackupFails",          "ShortWrite",
+                                   "TruncateFails", "CloseFails", "CancelRemoveFailsOnce"};
 
 struct Case {
   Fault fault;
@@ -58,38 +57,34 @@ TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
     WriteFile(templ_ + "/sub/mine.txt", "the user's own", kT0 + 2);
     WriteFile(templ_ + "/keep/local.txt", "local", kT0 + 3);
   }
-  if (c.fault == Fault::kParentIsAFile) {
-    Source(std::string(kBlocked[c.k]) + "/inner/f.txt", "blocked", kT0 + 100);
-    WriteFile(templ_ + "/" + kBlocked[c.k], "a plain file in the way", kT0 + 4);
-  }
   PackAndLoad();
   const size_t n = kit_.entries.size();
-  size_t k = c.k;
-  if (c.fault == Fault::kParentIsAFile) {
-    k = 0;
-    while (k < n && Target(k).rfind(templ_ + "/" + kBlocked[c.k] + "/", 0) != 0) ++k;
-  }
+  const size_t k = c.k;
   ASSERT_LT(k, n);
   const Snapshot before = TakeSnapshot(outer);
   const Snapshot temp_before = TakeSnapshot(temp_);
   if (c.fault == Fault::kOpenFails) {
     g_failing_target = Target(k);
     SetOpenFaultHook(&OpenFault);
-  } else if (c.fault == Fault::kCancel) {
+  } else if (c.fault == Fault::kCancel || c.fault == Fault::kCancelRemoveFailsOnce) {
     cancel_target_ = Target(k);
   }
+  const FileOp kOps[] = {FileOp::kOpen, FileOp::kOpen,  FileOp::kMove,  FileOp::kWrite,
+                         FileOp::kTruncate, FileOp::kClose, FileOp::kRemove};
+  if (c.fault != Fault::kOpenFails && c.fault != Fault::kCancel) Inject({kOps[int(c.fault)], Target(k), 1});
 
   const uint32_t code = Install();
   SetOpenFaultHook(nullptr);
+  const bool cancelled = c.fault == Fault::kCancel || c.fault == Fault::kCancelRemoveFailsOnce;
 
   // One post per entry up to k, then the error; a cancel posts no error.
-  ASSERT_EQ(c.fault == Fault::kCancel ? k + 1 : k + 2, posts_.size());
-  if (c.fault == Fault::kCancel) {
+  ASSERT_EQ(cancelled ? k + 1 : k + 2, posts_.size());
+  if (cancelled) {
     EXPECT_EQ(1223u, code);
     EXPECT_EQ(0u, posts_.back().code);
     EXPECT_EQ(Target(k), posts_.back().text);
   } else {
-    EXPECT_EQ(c.fault == Fault::kOpenFails ? 87u : 3u, code);
+    EXPECT_EQ(87u, code);
     EXPECT_EQ(code, posts_.back().code);
     EXPECT_EQ(Utf8(LookupMessage("IDS_INSTALL_ERROR")), posts_.back().text);
   }
@@ -105,11 +100,19 @@ std::vector<Case> Cases() {
     cases.push_back({Fault::kOpenFails, k, true});
     cases.push_back({Fault::kCancel, k, true});
   }
-  for (int k = 0; k < 3; ++k) cases.push_back({Fault::kParentIsAFile, k, true});
+  // The replaced files are entries 2 and 4.
+  for (int k : {2, 4}) cases.push_back({Fault::kBackupFails, k, true});
+  for (int k : {0, 4, 6}) {
+    cases.push_back({Fault::kShortWrite, k, true});
+    cases.push_back({Fault::kCancelRemoveFailsOnce, k, true});
+  }
+  cases.push_back({Fault::kTruncateFails, 2, true});
+  cases.push_back({Fault::kCloseFails, 5, true});
   // The shell commands alone, for one case of each kind.
   cases.push_back({Fault::kOpenFails, 4, false});
   cases.push_back({Fault::kCancel, 6, false});
-  cases.push_back({Fault::kParentIsAFile, 1, false});
+  cases.push_back({Fault::kBackupFails, 4, false});
+  cases.push_back({Fault::kShortWrite, 3, false});
   // A failed run removes the template directory it made with every level,
   // but not the parent that was there.
   cases.push_back({Fault::kOpenFails, 5, true, true});
@@ -117,6 +120,67 @@ std::vector<Case> Cases() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, RollbackTest, ::testing::ValuesIn(Cases()), CaseName);
+
+}  // namespace
+}  // namespace kitsetup::testing
+
+namespace kitsetup::testing {
+namespace {
+
+// A real full disk: the template directory lies on a small tmpfs, the backups
+// on another volume (whole copies), and the volume fills up while the last
+// entry is written. The write falls short and the run rolls back. When the
+// replacements were as large as the originals the rollback has room and the
+// tree is as before; when they were smaller it has not, and then no user's
+// file is truncated: each is back whole, or whole in the kept backup.
+class FullDiskTest : public InstallFixture, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(FullDiskTest, ShortWriteRollsBackWithoutTruncatingAUsersFile) {
+  SmallVolume volume(root_ + "/volume", "4m");
+  if (!volume.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
+  templ_ = root_ + "/volume/templates";
+  const size_t kOld = 200 * 1024;
+  std::vector<std::string> names = {"a.txt", "b/c.txt", "d.txt"};
+  std::map<std::string, std::string> originals;
+  for (size_t i = 0; i < names.size(); ++i) {
+    originals[names[i]] = std::string(kOld, char('0' + i));
+    WriteFile(templ_ + "/" + names[i], originals[names[i]], kT0);
+    Source(names[i], std::string(GetParam(), char('a' + i)), kT0 + 100);
+  }
+  Source("z_new.txt", std::string(kOld, 'z'), kT0 + 100);
+  PackAndLoad();
+  const Snapshot before = TakeSnapshot(templ_);
+  on_post_ = [&](const std::string& text) {
+    if (text == templ_ + "/z_new.txt") volume.Fill();
+  };
+
+  InstallJob job;
+  uint32_t code = 0;
+  const std::string err = testsupport::CaptureStderr([&] { code = Install(&job); });
+  std::remove((root_ + "/volume/filler").c_str());
+
+  EXPECT_EQ(87u, code);
+  const std::string backup = Utf8(job.transactions.back().backupDirectory);
+  if (GetParam() >= kOld) {
+    EXPECT_EQ(before, TakeSnapshot(templ_));
+    EXPECT_EQ("", err);
+    ExpectTempHoldsOnlyStaging();
+    return;
+  }
+  EXPECT_TRUE(job.transactions.back().backupKept);
+  EXPECT_NE(std::string::npos, err.find(backup)) << err;
+  for (const auto& [name, bytes] : originals) {
+    const std::string where = MTime(templ_ + "/" + name) != -1 ? templ_ + "/" + name : backup + name;
+    EXPECT_EQ(bytes, ReadFile(where)) << where;
+    EXPECT_EQ(kT0, MTime(where)) << where;
+  }
+  EXPECT_EQ(-1, MTime(templ_ + "/z_new.txt"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FullDiskTest, ::testing::Values(200 * 1024, 20 * 1024),
+                         [](const ::testing::TestParamInfo<size_t>& info) {
+                           return info.param >= 200 * 1024 ? std::string("RollbackHasRoom") : std::string("RollbackHasNoRoom");
+                         });
 
 }  // namespace
 }  // namespace kitsetup::testing

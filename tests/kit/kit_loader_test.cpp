@@ -131,15 +131,48 @@ TEST_F(KitLoaderTest, StoredFixedAndDynamicStreamsLoadTheSameKit) {
   }
 }
 
-// Each kit differs from SoundKit() in one respect.
+// Description tables beyond the bounds: one record too many, one unit too
+// much text.
+std::string DescriptionBomb(bool by_count) {
+  Bytes k;
+  if (by_count) {
+    k.u32(1).u32(kitsetup::kMaxDescriptionRecords + 1);
+    for (uint32_t i = 0; i <= kitsetup::kMaxDescriptionRecords; ++i) k.raw(DescriptionRecord(u"", u"", u"", u""));
+  } else {
+    const std::u16string text(kitsetup::kMaxDescriptionTextBytes / 2 + 1, u'x');
+    k.u32(1).u32(1).raw(DescriptionRecord(u"en", text, u"", u""));
+  }
+  return k.u32(0).b;
+}
+
+// Each kit differs from a sound one in one respect. Names are judged in the
+// locale of the run that would install them (C.UTF-8 unless said).
 TEST_F(KitLoaderTest, HostileKitsAreRefusedBeforeAnythingIsInstalled) {
   const std::string sound = SoundKit();
   struct Case {
     const char* label;
     std::string unpacked;
     const char* expected;
+    const char* locale = "C.UTF-8";
   };
   const Case cases[] = {
+      {"lone surrogate", SoundKit(u"Docs\\a\xD800.htm"), "does not convert to the locale's bytes and back"},
+      {"character above U+FFFF", SoundKit(u"\xD83D\xDE00.txt"), "entry record 0: name \"\\uD83D\\uDE00.txt\""},
+      {"non-ASCII in the C locale", SoundKit(u"Файл.txt"), "does not convert", "C"},
+      {"only a separator", SoundKit(u"\\"), "is only separators"},
+      {"trailing separator", SoundKit(u"Templates\\"), "ends in a separator"},
+      {"dot component", SoundKit(u"conf\\."), "has a \".\" component"},
+      {"duplicate with slashes", SoundKit(u"conf/main.cfg"),
+       "entry record 1: name \"conf\\main.cfg\" names the same file as entry record 0 (\"conf/main.cfg\")"},
+      {"duplicate with doubled and leading separators", SoundKit(u"\\conf\\\\main.cfg"), "names the same file"},
+      {"file where a folder is needed", SoundKit(u"conf"),
+       "entry record 1: name \"conf\\main.cfg\" needs a folder where entry record 0 (\"conf\") is a file"},
+      {"file inside another file", SoundKit(u"data\\big.txt\\x"),
+       "entry record 2: name \"data\\big.txt\" is a file where entry record 0"},
+      {"description records by count", DescriptionBomb(true), "description table: 4097 records, more than the 4096"},
+      {"description records by text", DescriptionBomb(false), "past 4194304 bytes, more than a kit may hold"},
+      {"entry records by count", Bytes().u32(1).u32(0).u32(kitsetup::kMaxEntryRecords + 1).b,
+       "entry table: 1048577 records"},
       {"empty name", SoundKit(u""), "entry record 0: name \"\" is empty"},
       {"parent component", SoundKit(u"Docs\\..\\..\\escape"), "has a \"..\" component"},
       {"parent component with slashes", SoundKit(u"a/../../b"), "has a \"..\" component"},
@@ -152,12 +185,16 @@ TEST_F(KitLoaderTest, HostileKitsAreRefusedBeforeAnythingIsInstalled) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.label);
+    testsupport::ScopedEnv locale("LC_ALL", c.locale);
     EXPECT_EQ(Load(Compressed(c.unpacked)), kitsetup::kErrInvalidData);
     EXPECT_NE(problem_.what.find(c.expected), std::string::npos) << problem_.what;
     ExpectCleanFailure();
   }
   // A leading separator is fine: names are appended to a directory.
   EXPECT_EQ(Load(Compressed(SoundKit(u"\\Docs\\readme.htm"))), 0u) << problem_.what;
+  Unload();
+  testsupport::ScopedEnv locale("LC_ALL", "C.UTF-8");
+  EXPECT_EQ(Load(Compressed(SoundKit(u"Файл.txt"))), 0u) << problem_.what;
 }
 
 TEST_F(KitLoaderTest, TruncatedStreamInflatesToLessAndIsJudgedByWhatArrived) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "core/error_codes.h"
 #include "kit/file_handle.h"
@@ -199,19 +200,52 @@ TEST_F(KitParserTest, FieldsThatDoNotFitAreRefused) {
   }
 }
 
-TEST(KitValidator, NamesThatCouldEscapeOrReachTheShellAreRefused) {
+TEST(KitValidator, NamesThatCouldEscapeReachTheShellOrNameAFolderAreRefused) {
   using kitsetup::EntryNameProblem;
+  testsupport::ScopedEnv locale("LC_ALL", "C.UTF-8");
   for (const char16_t* bad : {u"", u"..", u"..\\x", u"a\\..\\b", u"a/../b", u"a\\..", u"\\..\\etc", u"a\"b",
-                              u"a`id`", u"$HOME\\x", u"tab\there", u"\x1f", u"new\nline"}) {
+                              u"a`id`", u"$HOME\\x", u"tab\there", u"\x1f", u"new\nline", u"\\", u"/\\//",
+                              u"Templates\\", u"a/", u".", u"a\\.\\b", u"a\\.", u"lone\xD800", u"\xDC00x",
+                              u"emoji\xD83D\xDE00"}) {
     EXPECT_NE(EntryNameProblem(Text(bad)), nullptr) << kitsetup::QuotedForMessage(Text(bad));
   }
   for (const char16_t* good : {u"a", u"\\leading\\ok", u"a..b\\c", u"...", u"x\\.hidden", u"with space",
-                               u"Файл.txt", u"a\\\\b", u"."}) {
+                               u"Файл.txt", u"a\\\\b", u"\xFFFD\x4E2D"}) {
     EXPECT_EQ(EntryNameProblem(Text(good)), nullptr) << kitsetup::QuotedForMessage(Text(good));
   }
   EXPECT_EQ(kitsetup::DescriptionFileProblem(Text(u"")), nullptr);
   EXPECT_NE(kitsetup::DescriptionFileProblem(Text(u"..\\readme")), nullptr);
   EXPECT_NE(kitsetup::DescriptionFileProblem(Text(u"read$me")), nullptr);
+}
+
+// Sorting must bring every clash next to its partner: "a-b" sorts between
+// "a" and "a/b" byte-wise, and "\a" is "a" below the template directory.
+TEST(KitValidator, NoTwoEntriesWriteOneFileOrNeedAFileAsAFolder) {
+  struct Case {
+    std::vector<std::u16string> names;
+    const char* expected;  // nullptr: accepted
+  };
+  const Case cases[] = {
+      {{u"a", u"a-b", u"a.txt", u"a\\b"}, "entry record 3: name \"a\\b\" needs a folder where entry record 0"},
+      {{u"x\\a\\b", u"x\\a-b", u"x\\a"}, "entry record 2: name \"x\\a\" is a file where entry record 0"},
+      {{u"a\\b", u"c", u"a/b"}, "entry record 2: name \"a/b\" names the same file as entry record 0"},
+      {{u"a\\\\b", u"a\\b"}, "names the same file as entry record 0"},
+      {{u"a", u"\\a"}, "entry record 1: name \"\\a\" names the same file"},
+      {{u"ab", u"a\\b", u"a\\bc", u"a\\b-c", u"b\\a"}, nullptr},
+  };
+  for (const Case& c : cases) {
+    DistributionKit kit;
+    for (const std::u16string& name : c.names) kit.entries.push_back({Text(name), 0, 0, 0});
+    KitProblem problem;
+    const uint32_t code = kitsetup::ValidateKit(kit, 0, &problem);
+    SCOPED_TRACE(kitsetup::QuotedForMessage(Text(c.names[0])));
+    if (c.expected == nullptr) {
+      EXPECT_EQ(code, 0u) << problem.what;
+    } else {
+      EXPECT_EQ(code, 13u);
+      EXPECT_NE(problem.what.find(c.expected), std::string::npos) << problem.what;
+    }
+  }
 }
 
 TEST(KitValidator, DataRangesMustLieInsideTheUnpackedKit) {

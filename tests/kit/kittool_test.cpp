@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "install/install_fixture.h"
 #include "kit/kit_test_support.h"
 #include "kit/kit_writer.h"
 
@@ -176,7 +177,9 @@ TEST_F(KittoolTest, PackRefusesNamesTheInstallerWouldRefuse) {
   EXPECT_NE(desc.err.find("would refuse"), std::string::npos) << desc.err;
 }
 
-TEST_F(KittoolTest, VerifyReportsEachBrokenFixtureInOneLine) {
+// verify names the record and the check in one line; install refuses the
+// same kits for the same reason, before it touches the template directory.
+TEST_F(KittoolTest, VerifyAndInstallRefuseEachBrokenFixtureInOneLine) {
   const std::string dir = KITSETUP_SOURCE_DIR "/tests/data/kit/";
   const char* const good[] = {"good_counted.efd", "good_legacy.efd"};
   const std::pair<const char*, const char*> broken[] = {
@@ -192,7 +195,17 @@ TEST_F(KittoolTest, VerifyReportsEachBrokenFixtureInOneLine) {
       {"record_size_below_4.efd", "below 4"},
       {"record_size_hostile.efd", "4294967280 bytes"},
       {"string_past_record.efd", "500 units"},
+      {"name_lone_surrogate.efd", "entry record 0: name \"Docs\\read\\uD800.htm\" holds a character that does not"},
+      {"name_separator_only.efd", "entry record 0: name \"\\\" is only separators"},
+      {"name_trailing_separator.efd", "entry record 0: name \"Templates\\\" ends in a separator"},
+      {"name_duplicate.efd", "entry record 1: name \"conf\\main.cfg\" names the same file as entry record 0"},
+      {"name_file_is_folder.efd", "entry record 1: name \"conf\\main.cfg\" needs a folder where entry record 0"},
+      {"description_record_bomb.efd", "description table: 4097 records, more than the 4096 a kit may hold"},
   };
+  const std::string target = scratch_.At("templates");
+  testsupport::WriteFile(target + "/conf/main.cfg", "user's", 1500000000);
+  testsupport::WriteFile(target + "/Docs/readme.htm", "user's", 1500000000);
+  const kitsetup::testing::Snapshot before = kitsetup::testing::TakeSnapshot(target);
   for (const char* name : good) {
     Result r = Run({"verify", dir + name});
     EXPECT_EQ(r.exit_code, 0) << name << ": " << r.err;
@@ -203,6 +216,11 @@ TEST_F(KittoolTest, VerifyReportsEachBrokenFixtureInOneLine) {
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
     EXPECT_NE(r.err.find(says), std::string::npos) << name << ": " << r.err;
     EXPECT_TRUE(tmp_.StagingFiles().empty()) << name;
+    Result install = Run({"install", "--quiet", dir + name, target + "/"});
+    EXPECT_EQ(install.exit_code, 3) << name << ": " << install.err;
+    EXPECT_NE(install.err.find(says), std::string::npos) << name << ": " << install.err;
+    EXPECT_TRUE(kitsetup::testing::TakeSnapshot(target) == before) << name;
+    EXPECT_EQ(testsupport::ListNames(tmp_.path()), std::vector<std::string>()) << name;
   }
   Result missing = Run({"verify", scratch_.At("missing.efd")});
   EXPECT_EQ(missing.exit_code, 3);

@@ -2,6 +2,11 @@
 #include "launcher/launcher_config.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
 
 #include "launcher/temp_home.h"
 
@@ -40,6 +45,12 @@ std::vector<TextString> Dirs(const Values& values) {
   std::vector<TextString> out;
   for (const auto& v : values) out.push_back(Text(v));
   return out;
+}
+
+// The exit status of a shell command; -1 when it did not exit.
+int Shell(const std::string& command) {
+  const int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 bool IsDirectory(const std::string& path) {
@@ -99,27 +110,101 @@ TEST_F(LauncherConfigRead, KeysAndValuesAroundTheScanBuffer) {
   }
 }
 
-// Each 1024-byte chunk is converted by itself. A two-byte letter whose bytes
-// fall into two chunks makes both unreadable, and the read ends there: lines
-// finished in earlier chunks are kept, the line in progress is dropped. Bytes
-// that are never valid cost no giant allocation; a missing file or a
-// directory leaves the list as it was.
-TEST_F(LauncherConfigRead, BytesTheLocaleCannotConvertAndMissingFiles) {
-  const std::string head = "A=first\nB=";
-  WriteFile(At("cut2048.cfg"), head + std::string(2047 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
-  EXPECT_EQ(Dump(ReadList(At("cut2048.cfg"))), "A=first");
-  // One byte later the letter lies inside the third chunk and all is read.
-  WriteFile(At("whole.cfg"), head + std::string(2048 - head.size(), 'x') + "\xC3\xA9\nC=after\n");
-  EXPECT_EQ(Dump(ReadList(At("whole.cfg"))), "A=first;B=" + std::string(2048 - head.size(), 'x') + "é;C=after");
+// The user's file as the launcher keeps it: 19 lines, 1,339 bytes and more,
+// with Cyrillic paths. Byte 1024 falls into a run of two- and three-byte
+// letters ("жქ", five bytes), and `shift` (0 to 4) more bytes in the first
+// line cut that run at each of its five positions.
+std::string UserFile(size_t shift) {
+  std::string out = "DefaultVersion=8" + std::string(shift, '0') + "\n";
+  for (int i = 0; i < 6; ++i) out += "CommonInfoBases=/Users/пётр/Базы/Торговля " + std::to_string(i) + "/bases.list\n";
+  for (int i = 0; i < 6; ++i) out += "ConfigurationTemplatesLocation=/Users/пётр/Шаблоны/Торговля " + std::to_string(i) + "/\n";
+  out += "InstalledLocation=/Applications/";
+  for (int i = 0; i < 40; ++i) out += "жქ";
+  return out + "\nDistributiveLocation=/Volumes/Дистрибутив\nCommonCfgLocation=/Users/пётр/Общие\n"
+               "InstallComponents=EDITOR=1 CLIENT=1\nHideDialog=0\nLastPage=каталог\n";
+}
 
-  WriteFile(At("garbage.cfg"), std::string(300000, '\xFF'));
-  EXPECT_TRUE(ReadList(At("garbage.cfg")).empty());
+// The file after a write-back of `dir`: its template lines replaced, every
+// other line where it was.
+std::string WrittenBack(const std::string& before, const std::string& dir) {
+  std::string out;
+  bool placed = false;
+  for (size_t at = 0, end; at < before.size(); at = end + 1) {
+    end = before.find('\n', at);
+    const std::string line = before.substr(at, end - at);
+    if (line.rfind("ConfigurationTemplatesLocation=", 0) != 0) {
+      out += line + "\n";
+    } else if (!placed) {
+      out += "ConfigurationTemplatesLocation=" + dir + "\n";
+      placed = true;
+    }
+  }
+  return out;
+}
 
+// The reader over generated files, each read and then written back in a
+// child under a watchdog (an endless read would hang the suite otherwise):
+// what is read, and whether the file is whole so that the write-back keeps
+// every line, or is left byte for byte as it was.
+TEST_F(LauncherConfigRead, ChunkBoundariesBrokenFilesAndTheSizeBound) {
+  struct Case {
+    std::string name;
+    std::string bytes;      // the file, or the target of a link when `link`
+    bool link;
+    bool whole;
+    std::string read;       // Dump of the list; "" to skip the comparison
+  };
+  std::vector<Case> cases;
+  // Two- and three-byte letters cut at every position of both boundaries.
+  for (size_t shift = 0; shift < 5; ++shift) cases.push_back({"cut+" + std::to_string(shift), UserFile(shift), false, true, ""});
+  cases.push_back({"past the bound", "A=" + std::string(kitsetup::kMaxConfigFileBytes, 'x') + "\n", false, false, ""});
+  cases.push_back({"invalid byte", "A=1\nB=\xFF\nC=3\n", false, false, "A=1"});
+  cases.push_back({"invalid in the second chunk", "A=" + std::string(1500, 'a') + "\n\xC3\x28\n", false, false,
+                   "A=" + std::string(1500, 'a')});
+  cases.push_back({"ends inside a letter", "A=1\nB=\xD0", false, false, "A=1"});
+  cases.push_back({"zero byte", std::string("A=1\0B\nC=2\n", 10), false, false, "A=1"});
+  cases.push_back({"beyond U+FFFF", "A=\xF0\x9F\x93\x81\n", false, false, ""});
+  cases.push_back({"link to /dev/zero", "/dev/zero", true, false, ""});
+  cases.push_back({"link to /dev/full", "/dev/full", true, false, ""});
+  cases.push_back({"missing", "", false, true, ""});
+
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    fs::remove_all(At(".Vesk"));
+    fs::create_directories(At(".Vesk/veskstart"));
+    if (c.link) {
+      fs::create_symlink(c.bytes, CurrentFile());
+    } else if (c.name != "missing") {
+      WriteFile(CurrentFile(), c.bytes);
+    }
+    const std::string got = testsupport::RunInChild([&] {
+      alarm(120);  // the watchdog: a read that never ends kills the child
+      ConfigList list;
+      const bool whole = kitsetup::read_config_file(Text(CurrentFile()), list);
+      const uint32_t saved = kitsetup::save_template_locations(Dirs({u"/новый/"}), 0);
+      return std::to_string(whole) + " " + std::to_string(saved) + " " + Dump(list);
+    });
+    const std::string result = c.whole ? "1 0 " : "0 13 ";
+    ASSERT_EQ(got.substr(0, result.size()), result) << got.substr(0, 200);
+    if (!c.read.empty()) {
+      EXPECT_EQ(got.substr(result.size()), c.read);
+    }
+    if (c.link) {
+      EXPECT_TRUE(fs::is_symlink(CurrentFile()));
+    } else if (!c.whole) {
+      EXPECT_TRUE(ReadFile(CurrentFile()) == c.bytes) << "a file not read whole is left as it was";
+    } else if (c.name != "missing") {
+      EXPECT_TRUE(ReadFile(CurrentFile()) == WrittenBack(c.bytes, "/новый/"));
+    }
+  }
+
+  // A directory where the file should be is not read whole either, and a
+  // list filled before keeps what it had.
   ConfigList kept;
   kitsetup::add_value(kept, Text("K"), Text("v"));
-  kitsetup::read_config_file(Text(At("missing.cfg")), kept);
   fs::create_directories(At("adir.cfg"));
-  kitsetup::read_config_file(Text(At("adir.cfg")), kept);
+  EXPECT_FALSE(kitsetup::read_config_file(Text(At("adir.cfg")), kept));
+  EXPECT_TRUE(kitsetup::read_config_file(Text(At("missing.cfg")), kept));
   EXPECT_EQ(Dump(kept), "K=v");
 }
 
@@ -148,7 +233,7 @@ using LauncherConfigSave = TempHome;
 
 TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
   const std::string before =
-      "DefaultVersion=8.3\n"
+      "DefaultVersion=8\n"
       "ConfigurationTemplatesLocation=/old/\n"
       "InstalledLocation=/opt/v\n"
       "configurationTemplatesLocation=/old2/\n"
@@ -158,9 +243,9 @@ TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
       "CommonInfoBases=b\n";
   WriteFile(CurrentFile(), before);
   WriteFile(CommonFile(), "ConfigurationTemplatesLocation=/common/\nOther=1\n");
-  ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/new", u"/n2/", u"/NEW\\", u"C:\\T"}), 0));
+  ASSERT_EQ(kitsetup::save_template_locations(Dirs({u"/new", u"/n2/", u"/NEW\\", u"C:\\T"}), 0), 0u);
   EXPECT_EQ(ReadFile(CurrentFile()),
-            "DefaultVersion=8.3\n"
+            "DefaultVersion=8\n"
             "ConfigurationTemplatesLocation=/new\\\n"
             "ConfigurationTemplatesLocation=/n2/\n"
             "ConfigurationTemplatesLocation=C:\\T\\\n"
@@ -171,23 +256,23 @@ TEST_F(LauncherConfigSave, ReplacesTheTemplateLinesAndKeepsTheRest) {
   EXPECT_EQ(ReadFile(CommonFile()), "ConfigurationTemplatesLocation=/common/\nOther=1\n");
 
   // An empty list takes the template lines out and leaves the others.
-  ASSERT_TRUE(kitsetup::save_template_locations({}, 0));
+  ASSERT_EQ(kitsetup::save_template_locations({}, 0), 0u);
   EXPECT_EQ(ReadFile(CurrentFile()),
-            "DefaultVersion=8.3\nInstalledLocation=/opt/v\nX=\nCommonInfoBases=a\r\nCommonInfoBases=b\n");
+            "DefaultVersion=8\nInstalledLocation=/opt/v\nX=\nCommonInfoBases=a\r\nCommonInfoBases=b\n");
 }
 
 TEST_F(LauncherConfigSave, Utf16FileIsRewrittenAsLocaleText) {
-  WriteFile(CurrentFile(), Utf16LeWithMark(u"DefaultVersion=8.3\r\nConfigurationTemplatesLocation=D:\\Шаблоны\r\n"));
-  ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/домой/t/"}), 0));
-  EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8.3\r\nConfigurationTemplatesLocation=/домой/t/\n");
+  WriteFile(CurrentFile(), Utf16LeWithMark(u"DefaultVersion=8\r\nConfigurationTemplatesLocation=D:\\Шаблоны\r\n"));
+  ASSERT_EQ(kitsetup::save_template_locations(Dirs({u"/домой/t/"}), 0), 0u);
+  EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8\r\nConfigurationTemplatesLocation=/домой/t/\n");
   EXPECT_EQ(Templates(0), (Values{u"/домой/t/"}));
 }
 
 TEST_F(LauncherConfigSave, CreatesMissingFileAndDirectories) {
-  ASSERT_TRUE(kitsetup::save_template_locations(Dirs({u"/t/", u"/u"}), 1));
+  ASSERT_EQ(kitsetup::save_template_locations(Dirs({u"/t/", u"/u"}), 1), 0u);
   EXPECT_EQ(ReadFile(OlderFile()), "ConfigurationTemplatesLocation=/t/\nConfigurationTemplatesLocation=/u\\\n");
   // Nothing to store and no file yet: an empty file is left.
-  ASSERT_TRUE(kitsetup::save_template_locations({}, 0));
+  ASSERT_EQ(kitsetup::save_template_locations({}, 0), 0u);
   EXPECT_TRUE(fs::exists(CurrentFile()) && ReadFile(CurrentFile()).empty());
 }
 
@@ -195,19 +280,55 @@ TEST_F(LauncherConfigSave, UnwritableTargetRetriesOnceAndStaysQuiet) {
   // Tests may run as root, for whom permissions do not stop a write: block
   // the launcher directory with a plain file instead.
   WriteFile(At(".Vesk"), "not a directory");
-  EXPECT_FALSE(kitsetup::save_template_locations(Dirs({u"/t/"}), 0));
+  EXPECT_EQ(kitsetup::save_template_locations(Dirs({u"/t/"}), 0), 1013u);
   EXPECT_EQ(ReadFile(At(".Vesk")), "not a directory");
   // The retry made the launcher's directories under the platform home, named
   // as the launcher itself names them.
   EXPECT_TRUE(IsDirectory(At(".mivo/\\Vesk")));
   EXPECT_TRUE(IsDirectory(At(".mivo/\\Vesk.Vesk/veskstart")));
 
-  // A directory where the file should be fails the same way.
+  // A directory where the file should be cannot be read: it is left alone.
   fs::remove(At(".Vesk"));
   fs::create_directories(OlderFile());
-  EXPECT_FALSE(kitsetup::save_template_locations(Dirs({u"/t/"}), 1));
-  EXPECT_TRUE(IsDirectory(At(".mivo/\\Vesk.Vesk/veskstartt")));
+  EXPECT_EQ(kitsetup::save_template_locations(Dirs({u"/t/"}), 1), 13u);
   EXPECT_TRUE(IsDirectory(OlderFile()));
+}
+
+// The launcher's folder on a 64 KiB file system filled to the last byte: the
+// write-back fails, takes its retry, fails again, and the old file stays
+// whole. Setup stays silent about it; kittool says so and exits with 1.
+TEST_F(LauncherConfigSave, FullDiskLeavesTheOldFileWholeAndKittoolReportsIt) {
+  const std::string dir = At(".Vesk/veskstart");
+  fs::create_directories(dir);
+  if (Shell("mount -t tmpfs -o size=64k tmpfs '" + dir + "' 2>/dev/null") != 0) {
+    GTEST_SKIP() << "cannot mount a small file system here (needs root)";
+  }
+  struct Unmount {
+    std::string dir;
+    ~Unmount() { Shell("umount '" + dir + "'"); }
+  } unmount{dir};
+  const std::string before = UserFile(3);
+  WriteFile(CurrentFile(), before);
+  {
+    std::ofstream fill(dir + "/fill", std::ios::binary);
+    const std::string block(512, 'f');
+    while (fill.write(block.data(), block.size()) && fill.flush()) {
+    }
+  }
+  EXPECT_EQ(kitsetup::save_template_locations(Dirs({u"/t/"}), 0), 1013u);
+  EXPECT_TRUE(ReadFile(CurrentFile()) == before);
+
+  WriteFile(At("kit/a.txt"), "a");
+  const std::string kittool = KITSETUP_BINARY_DIR "/kittool";
+  ASSERT_EQ(Shell("'" + kittool + "' pack '" + At("kit") + "' '" + At("k.efd") + "' >/dev/null"), 0);
+  EXPECT_EQ(Shell("'" + kittool + "' install --quiet --register '" + At("k.efd") + "' '" + At("t") +
+                                  "' 2>'" + At("err.txt") + "'"),
+            1);
+  EXPECT_NE(ReadFile(At("err.txt")).find("not registered in " + CurrentFile()), std::string::npos)
+      << ReadFile(At("err.txt"));
+  EXPECT_TRUE(ReadFile(CurrentFile()) == before);
+  EXPECT_EQ(ReadFile(At("t/a.txt")), "a") << "the installation itself stands";
+  EXPECT_EQ(testsupport::ListNames(dir), (std::vector<std::string>{"fill", "veskstart.cfg"})) << "no new file left";
 }
 
 }  // namespace

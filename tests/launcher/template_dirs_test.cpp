@@ -59,8 +59,12 @@ TEST_F(TemplateDirectory, ProposalFlagsAndTheFilesWrittenAfterwards) {
     Values expected_saved;
     if (!c.current_after.empty()) expected_saved.push_back(U16(CurrentFile()));
     if (!c.older_after.empty()) expected_saved.push_back(U16(OlderFile()));
-    auto saved = kitsetup::RecordInstalledDirectory(p.dirList, Text(c.installed), p.flagA, p.flagB);
-    EXPECT_EQ(U16s(saved), expected_saved);
+    Values saved;
+    for (const auto& file : kitsetup::RecordInstalledDirectory(p.dirList, Text(c.installed), p.flagA, p.flagB)) {
+      EXPECT_EQ(file.result, 0u);
+      saved.push_back(U16(file.path));
+    }
+    EXPECT_EQ(saved, expected_saved);
     EXPECT_EQ(ReadFile(CurrentFile()), c.current_after);
     EXPECT_EQ(fs::exists(CurrentFile()), !c.current_after.empty());
     EXPECT_EQ(ReadFile(OlderFile()), c.older_after);

@@ -1,10 +1,10 @@
 #include "tools/kittool/cli_util.h"
 
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "app/locale_environment.h"
 #include "core/encoding.h"
 #include "core/error_codes.h"
 #include "core/file_system.h"
@@ -40,19 +40,7 @@ std::string JsonString(const kitsetup::TextString& text) {
 
 bool IsHelpOption(const char* arg) { return !std::strcmp(arg, "--help") || !std::strcmp(arg, "-h"); }
 
-void EnsureUtf8Locale() {
-  for (const char* var : {"LC_ALL", "LC_CTYPE", "LANG"}) {
-    const char* value = std::getenv(var);
-    if (value && *value) return;
-  }
-  for (const char* name : {"C.UTF-8", "en_US.UTF-8", "UTF-8"}) {
-    if (std::setlocale(LC_CTYPE, name) != nullptr) {
-      std::setlocale(LC_CTYPE, "C");
-      setenv("LC_CTYPE", name, 1);
-      return;
-    }
-  }
-}
+void EnsureUtf8Locale() { kitsetup::PrepareLocaleEnvironment(kitsetup::ByteString()); }
 
 void DiscardStaging(kitsetup::DistributionKit& kit) {
   if (kit.dataHandle != kitsetup::kNoHandle) {

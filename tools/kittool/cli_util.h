@@ -20,8 +20,8 @@ std::string JsonString(const kitsetup::TextString& text);
 bool IsHelpOption(const char* arg);
 
 // Names on disk and in kits are converted through the locale: when the
-// environment names none, use a UTF-8 one (C.UTF-8 on Linux, UTF-8 on macOS)
-// rather than the C locale, which cannot convert anything beyond ASCII.
+// environment names none, use a UTF-8 one (C.UTF-8 on Linux, en_US.UTF-8 on
+// macOS) rather than the C locale, which cannot convert anything beyond ASCII.
 void EnsureUtf8Locale();
 
 // Closes the kit's staging file and removes it (LoadKit leaves it in place

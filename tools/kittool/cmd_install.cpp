@@ -6,6 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -210,6 +211,30 @@ struct PostFeed {
   }
 };
 
+// The rollback's progress: the job tells the worker thread after each change
+// it undoes; the main thread prints a line for every tenth of the way.
+struct RollbackMeter {
+  std::atomic<size_t> done{0}, total{0};
+  size_t shown_tenths = 0;
+
+  static void Observe(void* context, size_t done, size_t total) {
+    auto* meter = static_cast<RollbackMeter*>(context);
+    meter->total = total;
+    meter->done = done;
+  }
+
+  void Show(bool quiet) {
+    const size_t all = total, now = done;
+    if (quiet || all == 0) return;
+    const size_t tenths = now * 10 / all;
+    if (shown_tenths == 0 && now > 0) std::fprintf(stderr, "rolling back %zu changes\n", all);
+    if (tenths <= shown_tenths && now != all) return;
+    if (now == all && shown_tenths == 11) return;
+    std::fprintf(stderr, "rolled back %zu/%zu\n", now, all);
+    shown_tenths = now == all ? 11 : tenths == 0 ? 1 : tenths;
+  }
+};
+
 void PrintError(uint32_t code, const TextString& text) {
   std::fprintf(stderr, "error %u: %s\n", code, Bytes(text).c_str());
 }
@@ -235,16 +260,20 @@ void StartWorkerShielded(kitsetup::WorkerThread* worker, kitsetup::ProgressChann
 int Register(const TextString& directory, bool quiet) {
   kitsetup::TemplateProposal proposal;
   kitsetup::ProposeTemplateDirectory(proposal);
-  std::vector<TextString> written = kitsetup::RecordInstalledDirectory(
-      proposal.dirList, directory, proposal.flagA, proposal.flagB);
-  if (written.empty()) {
-    std::fprintf(stderr, "kittool: the template directory was not recorded in any launcher file\n");
-    return kExitFailed;
+  int exit_code = kExitOk;
+  for (const kitsetup::LauncherFileResult& file : kitsetup::RecordInstalledDirectory(
+           proposal.dirList, directory, proposal.flagA, proposal.flagB)) {
+    const std::string path = Bytes(file.path);
+    if (file.result == kitsetup::kOk) {
+      if (!quiet) std::fprintf(stderr, "registered in %s\n", path.c_str());
+      continue;
+    }
+    exit_code = kExitFailed;
+    std::fprintf(stderr, "kittool: not registered in %s: %s; the file is unchanged\n", path.c_str(),
+                 file.result == kitsetup::kErrInvalidData ? "it could not be read to its end"
+                                                          : "writing it failed");
   }
-  if (!quiet)
-    for (const TextString& path : written)
-      std::fprintf(stderr, "registered in %s\n", Bytes(path).c_str());
-  return kExitOk;
+  return exit_code;
 }
 
 }  // namespace
@@ -317,25 +346,31 @@ int RunInstall(int argc, char** argv) {
     kitsetup::WorkerThread worker;
     worker.singleRun = true;
     worker.finishPauseMs = 0;  // nothing to look at: kittool ends at once
+    RollbackMeter rollback;
+    worker.rollbackProgress = &RollbackMeter::Observe;
+    worker.rollbackContext = &rollback;
     StartWorkerShielded(&worker, &channel);
     if (worker.createResult != 0) {
       result = kitsetup::kErrInvalidParameter;
     } else {
       while (!worker.finished) {
-        if (Interrupted()) {
-          // The job stops after its current file and rolls back.
+        if (Interrupted() && !worker.stop) {
+          // The job stops after its current file and rolls back; the loop
+          // goes on to show the rollback.
           view.EndLine();
           if (Interrupted() != SIGPIPE) std::fprintf(stderr, "kittool install: interrupted, rolling back\n");
-          kitsetup::FinishWorker(&worker);
-          break;
+          kitsetup::RequestStop(&worker);
+          kitsetup::SetCancel(&channel, 1);
         }
         feed.Drain(view);
+        rollback.Show(quiet);
         usleep(10 * 1000);
       }
       kitsetup::FinishWorker(&worker);
       result = worker.lastResult;
       feed.Drain(view);
       view.EndLine();
+      rollback.Show(quiet);
       if (result == kitsetup::kErrSharingViolation) {
         std::fprintf(stderr, "kittool install: %s\n", kitsetup::TemplateBusyMessage(directory).c_str());
       } else if (result != kitsetup::kOk && result != kitsetup::kErrCancelled) {

@@ -12,7 +12,7 @@ def u32(v):
 
 
 def s(text):
-    data = text.encode('utf-16-le')
+    data = text.encode('utf-16-le', 'surrogatepass')
     return u32(len(data) // 2) + data
 
 
@@ -60,6 +60,12 @@ fixtures = {
     'record_size_below_4.efd': deflate(good[:8] + u32(3) + good[12:]),
     'record_size_hostile.efd': deflate(good[:8] + u32(0xFFFFFFF0) + good[12:]),
     'string_past_record.efd': deflate(good[:12] + u32(500) + good[16:]),
+    'name_lone_surrogate.efd': deflate(counted(first_name='Docs\\read\ud800.htm')),
+    'name_separator_only.efd': deflate(counted(first_name='\\')),
+    'name_trailing_separator.efd': deflate(counted(first_name='Templates\\')),
+    'name_duplicate.efd': deflate(counted(first_name='conf/main.cfg')),
+    'name_file_is_folder.efd': deflate(counted(first_name='conf')),
+    'description_record_bomb.efd': deflate(u32(1) + u32(4097) + desc('', '', '', '') * 4097 + u32(0)),
 }
 for name, data in fixtures.items():
     with open(name, 'wb') as f:

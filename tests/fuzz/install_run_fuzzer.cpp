@@ -1,0 +1,182 @@
+// The whole install run under one fault: a random small kit over a random
+// existing tree (files older and newer than the kit's, folders where the kit
+// has files, files where it needs folders, read-only modes), the n-th
+// file-system operation failing once through the file layer's seam, and
+// perhaps a cancel. After every run: a failure leaves the tree exactly as it
+// was (kinds, bytes, modes, times to the nanosecond) and nothing of the run
+// in the temporary directory; a success leaves exactly the expected tree.
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <map>
+#include <string>
+
+#include "core/file_fault.h"
+#include "core/file_system.h"
+#include "core/messages.h"
+#include "fuzz/fuzz_scratch.h"
+#include "install/install_job.h"
+#include "install/progress_channel.h"
+#include "kit/distribution_kit.h"
+#include "kit/kit_writer.h"
+
+namespace {
+
+using testsupport::Text;
+
+const char* const kPaths[] = {"a", "b", "d", "d/x", "d/e/z", "f/g"};
+const int kPathCount = 6;
+const time_t kT0 = 1600000000;
+
+struct Node {
+  char kind;
+  unsigned mode;  // ~0u: any
+  std::string bytes;
+  int64_t mtime_ns;
+  bool operator==(const Node& o) const {
+    return kind == o.kind && (mode == ~0u || o.mode == ~0u || mode == o.mode) && bytes == o.bytes &&
+           mtime_ns == o.mtime_ns;
+  }
+};
+using Tree = std::map<std::string, Node>;
+
+void Walk(const std::string& root, const std::string& rel, Tree& out) {
+  for (const std::string& name : testsupport::ListNames(root + rel)) {
+    const std::string path = rel + "/" + name;
+    struct stat info {};
+    if (lstat((root + path).c_str(), &info) != 0) continue;
+    Node node{S_ISDIR(info.st_mode) ? 'd' : 'f', unsigned(info.st_mode & 07777), "", 0};
+    if (node.kind == 'd') {
+      Walk(root, path, out);
+    } else {
+      node.bytes = testsupport::ReadFile(root + path);
+      node.mtime_ns = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    }
+    out[path] = node;
+  }
+}
+
+Tree Snapshot(const std::string& root) {
+  Tree tree;
+  Walk(root, "", tree);
+  return tree;
+}
+
+struct Input {
+  const uint8_t* data;
+  size_t size;
+  size_t at = 0;
+  uint8_t Next() { return at < size ? data[at++] : 0; }
+};
+
+int g_countdown = 0;  // the operation that fails, counting down; <= 0: none
+int FailNth(kitsetup::FileOp, const char*) { return --g_countdown == 0 ? ENOSPC : 0; }
+
+std::string g_cancel_target;
+void CancelAt(void* channel, uint32_t code, const kitsetup::TextString& text, int32_t) {
+  if (code == 0 && !g_cancel_target.empty() && testsupport::Utf8(text) == g_cancel_target)
+    static_cast<kitsetup::ProgressChannel*>(channel)->cancel = 1;
+}
+
+void Check(bool condition, const char* what) {
+  if (!condition) {
+    std::fprintf(stderr, "install_run_fuzzer: %s\n", what);
+    std::abort();
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace kitsetup;
+  const std::string& scratch = fuzzscratch::Dir();
+  static const bool once = [] {
+    SetCurrentLanguage(LanguageFromCode(ByteString("en")));
+    return true;
+  }();
+  (void)once;
+  Input in{data, size};
+  const std::string root = scratch + "/t", templ = root + "/templates";
+  RemoveTree(Text(root));
+  testsupport::MakeDirs(templ);
+
+  // The existing tree, path by path: nothing, an older file, a newer file, or
+  // a folder holding a file; some read-only.
+  for (int p = 0; p < kPathCount; ++p) {
+    const uint8_t shape = in.Next();
+    const std::string path = templ + "/" + kPaths[p];
+    switch (shape % 4) {
+      case 1: testsupport::WriteFile(path, std::string(shape, 'o'), kT0 + (shape & 4 ? 50 : 0)); break;
+      case 2: testsupport::WriteFile(path, "newer", kT0 + 500); break;
+      case 3: testsupport::WriteFile(path + "/inside", "inside", kT0); break;
+      default: break;
+    }
+    if (shape & 0x80) chmod(path.c_str(), (shape % 4) == 3 ? 0555 : 0444);
+  }
+
+  // The kit: up to six entries naming pool paths (a path twice, or a file
+  // and a folder below it, makes a kit the plan refuses).
+  KitBuilder builder;
+  builder.AddDescription({Text("en"), Text("P"), Text("V"), Text("")});
+  const int entries = 1 + in.Next() % 6;
+  std::map<std::string, std::string> kit_files;
+  for (int i = 0; i < entries; ++i) {
+    const uint8_t pick = in.Next();
+    std::string name = kPaths[pick % kPathCount];
+    const std::string bytes(size_t(in.Next()) * 37 % 3000, char('A' + i));
+    if (pick & 0x40) name = "\\" + name;  // a leading separator is allowed
+    builder.AddEntry(Text(name), bytes, (uint64_t(kT0 + 100) + 11644473600ull) * 10000000ull);
+    kit_files[kPaths[pick % kPathCount]] = bytes;
+  }
+  const std::string kit_path = scratch + "/kit.efd";
+  Check(builder.WriteTo(kit_path) == 0, "kit not written");
+  DistributionKit kit;
+  if (LoadKit(kit, Text(kit_path)) != 0) return 0;  // the loader refuses it: nothing to install
+
+  SetFastPathsEnabled(!(in.Next() & 1));
+  const uint8_t cancel = in.Next();
+  g_cancel_target = cancel < kit.entries.size() ? templ + "/" + testsupport::Utf8(kit.entries[cancel].name) : "";
+  for (char& c : g_cancel_target) c = c == '\\' ? '/' : c;
+  g_countdown = in.Next();
+
+  const Tree before = Snapshot(root);
+  ProgressChannel channel;
+  InitChannel(&channel);
+  StartRequest(&channel, &kit, Text(templ));
+  SetProgressObserver(&channel, &CancelAt, &channel);
+  SetFileFaultHook(&FailNth);
+  uint32_t code;
+  {
+    InstallJob job;
+    job.finishPauseMs = 0;
+    code = RunInstallJob(job, &channel);
+  }
+  SetFileFaultHook(nullptr);
+  SetFastPathsEnabled(true);
+
+  const Tree after = Snapshot(root);
+  if (code != 0) {
+    Check(after == before, "a failed run changed the tree");
+  } else {
+    Tree expected = before;
+    for (const auto& [name, bytes] : kit_files) {
+      Node& node = expected["/templates/" + name];
+      if (node.kind == 'f' && node.mtime_ns == int64_t(kT0 + 500) * 1000000000) continue;  // kept
+      node = {'f', ~0u, bytes, int64_t(kT0 + 100) * 1000000000};
+      for (size_t slash = name.find('/'); slash != std::string::npos; slash = name.find('/', slash + 1)) {
+        Node& dir = expected["/templates/" + name.substr(0, slash)];
+        if (dir.kind != 'd') dir = {'d', ~0u, "", 0};
+      }
+    }
+    Check(after == expected, "a successful run did not leave the expected tree");
+  }
+  // Nothing of the run in the temporary directory: only the kit, the tree
+  // and this run's staging file.
+  CloseFileHandle(kit.dataHandle);
+  RemoveFile(kit.stagingPath);
+  for (const std::string& name : testsupport::ListNames(scratch))
+    Check(name == "t" || name == "kit.efd", "the run left something in the temporary directory");
+  return 0;
+}
