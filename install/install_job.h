@@ -15,6 +15,7 @@
 #define KITSETUP_INSTALL_INSTALL_JOB_H
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "core/text_string.h"
@@ -25,6 +26,7 @@ namespace kitsetup {
 
 struct DistributionKit;
 struct ProgressChannel;
+class TemplateLock;
 
 struct InstallTransaction {
   TextString rootDirectory;    // the template directory, ending in "/"
@@ -46,6 +48,9 @@ struct InstallJob {
   // come folder by folder, so most need no look at the disk.
   TextString lastParent;
   TextString lastBackupParent;
+  // The template directory's lock (template_lock.h), held until the job is
+  // destroyed: from before the first look at the tree to after the rollback.
+  std::shared_ptr<TemplateLock> runLock;
 };
 
 // The whole run: reads the request from the channel, plans, copies every

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -429,7 +430,11 @@ TEST_F(KittoolTest, VerifyAndInstallRefuseEachBrokenFixtureInOneLine) {
   EXPECT_NE(missing.err.find("does not exist"), std::string::npos) << missing.err;
 }
 
-TEST_F(KittoolTest, ASignalDuringLoadingLeavesNoStagingFile) {
+// A signal while a kit inflates, for every command that unpacks one: the
+// inflation stops at its next chunk, the staging file (unnamed since it was
+// opened) is gone, nothing is installed, and the exit code is 128 + signal.
+TEST_F(KittoolTest, ASignalDuringLoadingEndsWith128PlusItAndLeavesNothing) {
+  if (access("/proc/self/fd", R_OK) != 0) GTEST_SKIP() << "needs /proc to see the unnamed staging file";
   // 256 MB of zeros: a small kit that takes a moment to inflate.
   std::string zeros = scratch_.At("zeros");
   int fd = open(zeros.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -441,22 +446,57 @@ TEST_F(KittoolTest, ASignalDuringLoadingLeavesNoStagingFile) {
   std::string kit = scratch_.At("zeros.efd");
   ASSERT_EQ(builder.WriteTo(kit), 0u);
   unlink(zeros.c_str());
+  const std::string templ = scratch_.At("templates");
 
-  for (const char* command : {"verify", "list"}) {
-    pid_t pid = Start({command, kit});
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (tmp_.StagingFiles().empty() && std::chrono::steady_clock::now() < deadline) {
+  const struct {
+    std::vector<std::string> args;
+    int signal_number;
+  } kCases[] = {
+      {{"verify", kit}, SIGINT},
+      {{"list", kit}, SIGTERM},
+      {{"list", "--json", kit}, SIGHUP},
+      {{"install", kit, templ}, SIGINT},
+      {{"install", "--quiet", kit, templ}, SIGTERM},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.args[0] + " " + strsignal(c.signal_number));
+    pid_t pid = Start(c.args);
+    // Once the staging file grows, stop the process: the signal then lands
+    // mid-inflation however loaded the machine is.
+    auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (tmp_.OpenStagingBytes(pid) <= 0 && std::chrono::steady_clock::now() < give_up)
       std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    kill(pid, SIGTERM);
+    kill(pid, SIGSTOP);
+    const int64_t unpacked = tmp_.OpenStagingBytes(pid);
+    EXPECT_GT(unpacked, 0);
+    EXPECT_LT(unpacked, int64_t{256} << 20);
+    EXPECT_TRUE(tmp_.StagingFiles().empty()) << "the staging file has no name while it fills";
+    kill(pid, c.signal_number);
+    kill(pid, SIGCONT);
     Result r = Wait(pid);
-    // Normally the signal lands mid-inflation; a very fast machine may
-    // finish first. Either way the staging file is gone.
-    if (r.signal) {
-      EXPECT_EQ(r.signal, SIGTERM);
-    }
-    EXPECT_TRUE(r.signal || r.exit_code == 0) << r.err;
-    EXPECT_TRUE(tmp_.StagingFiles().empty()) << command;
+    EXPECT_EQ(r.exit_code, 128 + c.signal_number) << r.err;
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(testsupport::ListNames(tmp_.path()), std::vector<std::string>{});
+    EXPECT_NE(access(templ.c_str(), F_OK), 0);
+  }
+}
+
+// The reader of a listing goes away (kittool list KIT | head -1): the command
+// ends quietly with 141 and leaves no staging file.
+TEST_F(KittoolTest, AClosedPipeEndsTheListingQuietlyWith141) {
+  // Far more than a pipe holds, so writes go on after the reader left.
+  for (int i = 0; i < 3000; ++i) MakeFile("d/file" + std::to_string(i) + ".txt", "x", 1600000000);
+  std::string kit = scratch_.At("many.efd");
+  ASSERT_EQ(Run({"pack", src_.path(), kit}).exit_code, 0);
+  const std::pair<const char*, const char*> kReaders[] = {{"", "head -1"}, {"--json", "head -c 100"}};
+  for (const auto& [json, reader] : kReaders) {
+    const std::string command = "set -o pipefail; TMPDIR='" + tmp_.path() + "' '" + kKittool + "' list " + json +
+                                " '" + kit + "' 2>'" + scratch_.At("stderr") + "' | " + reader + " >/dev/null";
+    const int status = std::system(("bash -c \"" + command + "\"").c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 141) << reader << " " << json;
+    EXPECT_EQ(testsupport::ReadFile(scratch_.At("stderr")), "");
+    EXPECT_EQ(testsupport::ListNames(tmp_.path()), std::vector<std::string>{});
   }
 }
 

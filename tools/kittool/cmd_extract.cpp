@@ -16,6 +16,7 @@
 #include "kit/kit_entry.h"
 #include "tools/kittool/cli_report.h"
 #include "tools/kittool/cli_util.h"
+#include "tools/kittool/interrupts.h"
 #include "tools/kittool/commands.h"
 
 namespace kittool {
@@ -82,11 +83,11 @@ uint32_t WriteEntry(const kitsetup::DistributionKit& kit, const kitsetup::KitEnt
   if (out == kitsetup::kNoHandle) return code != kitsetup::kOk ? code : kitsetup::kErrInvalidParameter;
   code = kitsetup::ReadEntryData(kit, entry, [out](const unsigned char* data, size_t size) {
     uint32_t written = 0;
-    return !CaughtSignal() &&
+    return !Interrupted() &&
            kitsetup::WriteFileHandle(out, data, static_cast<uint32_t>(size), &written, nullptr) == kitsetup::kOk &&
            written == size;
   });
-  if (code == kitsetup::kErrCancelled && !CaughtSignal()) code = kitsetup::kErrInvalidParameter;  // a short write
+  if (code == kitsetup::kErrCancelled && !Interrupted()) code = kitsetup::kErrInvalidParameter;  // a short write
   if (code == kitsetup::kOk && kitsetup::TruncateFileHandle(out) != kitsetup::kOk) code = kitsetup::LastFileError();
   if (code == kitsetup::kOk) kitsetup::SetFileHandleTime(out, nullptr, nullptr, &entry.writeTime);
   kitsetup::CloseFileHandle(out);
@@ -134,7 +135,7 @@ int RunExtract(int argc, char** argv) {
   }
   size_t written = 0;
   for (const kitsetup::KitEntry& entry : kit.entries) {
-    if (exit_code != kExitOk || CaughtSignal()) break;
+    if (exit_code != kExitOk || Interrupted()) break;
     const TextString relative = kitsetup::EntryRelativePath(entry.name);
     const std::string relative_bytes = Bytes(relative);
     const std::string problem = PathProblem(dir, relative_bytes);
@@ -159,7 +160,7 @@ int RunExtract(int argc, char** argv) {
     }
     errno = 0;
     if (uint32_t code = WriteEntry(kit, entry, target)) {
-      if (CaughtSignal()) break;
+      if (Interrupted()) break;
       ReportError("extract", Bytes(target), "cannot write", code, errno);
       exit_code = kExitFailed;
       break;
@@ -167,7 +168,7 @@ int RunExtract(int argc, char** argv) {
     ++written;
   }
   DiscardStaging(kit);
-  if (CaughtSignal()) DieOfCaughtSignal();
+  if (Interrupted()) return InterruptedExit();
   if (exit_code == kExitOk) std::printf("extracted %zu files into %s\n", written, dir.c_str());
   return exit_code;
 }

@@ -18,6 +18,7 @@
 #include "tools/kittool/cli_report.h"
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/interrupts.h"
 
 namespace kittool {
 namespace {
@@ -128,7 +129,7 @@ int ParseArguments(int argc, char** argv, ListOptions& options) {
 uint32_t HashEntries(const DistributionKit& kit, std::vector<std::string>& hashes) {
   hashes.assign(kit.entries.size(), std::string());
   for (size_t i = 0; i < kit.entries.size(); ++i) {
-    if (CaughtSignal()) return kitsetup::kErrCancelled;
+    if (Interrupted()) return kitsetup::kErrCancelled;
     if (uint32_t code = kitsetup::EntrySha256(kit, kit.entries[i], hashes[i])) return code;
   }
   return kitsetup::kOk;
@@ -158,7 +159,7 @@ int RunList(int argc, char** argv) {
     ReportError("list", options.kit, "cannot read the kit again", 0, os_error ? os_error : errno);
     exit_code = kExitFailed;
   } else if (options.hash && (code = HashEntries(kit, hashes)) != 0) {
-    if (!CaughtSignal()) ReportError("list", options.kit, "cannot read an entry from the staging file", code);
+    if (!Interrupted()) ReportError("list", options.kit, "cannot read an entry from the staging file", code);
     exit_code = kExitFailed;
   } else if (options.json) {
     PrintJson(kit, options, static_cast<uint64_t>(kit_info.st_size), kit_sha, hashes);
@@ -166,7 +167,7 @@ int RunList(int argc, char** argv) {
     PrintText(kit, options, static_cast<uint64_t>(kit_info.st_size), kit_sha, hashes);
   }
   DiscardStaging(kit);
-  if (CaughtSignal()) DieOfCaughtSignal();
+  if (Interrupted()) return InterruptedExit();
   return exit_code;
 }
 

@@ -21,6 +21,7 @@
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
 #include "tools/kittool/tree_walk.h"
+#include "tools/kittool/interrupts.h"
 
 namespace kittool {
 namespace {
@@ -260,7 +261,6 @@ int RunPack(int argc, char** argv) {
       return kExitOk;
     }
   }
-  CatchStopSignals();
   PackOptions options;
   if (int code = ParseArguments(argc, argv, options)) return code;
   bool clamp = false;
@@ -280,7 +280,7 @@ int RunPack(int argc, char** argv) {
   kitsetup::KitBuilder builder;
   builder.SetLegacy(options.legacy);
   builder.SetLevel(options.level);
-  builder.SetStopFlag(StopSignalFlag());
+  builder.SetStopFlag(InterruptFlag());
   for (const kitsetup::KitDescription& d : options.descriptions) builder.AddDescription(d);
   std::set<TextString> packed;
   if (int code = AddFiles(found, clamp, epoch, builder, packed)) return code;
@@ -291,11 +291,11 @@ int RunPack(int argc, char** argv) {
                    "; --force packs it anyway");
     }
   }
-  if (CaughtSignal()) DieOfCaughtSignal();
+  if (Interrupted()) return InterruptedExit();
 
   std::string error;
   if (uint32_t code = builder.WriteTo(options.kit, &error)) {
-    if (CaughtSignal()) DieOfCaughtSignal();
+    if (Interrupted()) return InterruptedExit();
     ReportError("pack", options.kit, error, code);
     return kExitFailed;
   }

@@ -17,6 +17,7 @@
 #include "kit/kit_entry.h"
 #include "tools/kittool/cli_report.h"
 #include "tools/kittool/cli_util.h"
+#include "tools/kittool/interrupts.h"
 #include "tools/kittool/commands.h"
 #include "tools/kittool/tree_walk.h"
 
@@ -51,7 +52,7 @@ const char kVerifyUsage[] =
     "Exit codes: 0 the kit is sound (and matches DIR); 1 the kit differs from\n"
     "DIR, or the check itself failed (the temporary directory); 2 bad usage;\n"
     "3 the kit is missing or refused (one line on standard error says which\n"
-    "record failed which check).\n";
+    "record failed which check); 128 + N ended by signal N.\n";
 
 struct VerifyOptions {
   bool json = false;
@@ -95,7 +96,7 @@ int ParseArguments(int argc, char** argv, VerifyOptions& options) {
 int Compare(const kitsetup::DistributionKit& kit, const std::string& dir, std::vector<Difference>& differences) {
   std::set<std::string> in_kit;
   for (const kitsetup::KitEntry& e : kit.entries) {
-    if (CaughtSignal()) return kExitFailed;
+    if (Interrupted()) return kExitFailed;
     const kitsetup::ByteString bytes = kitsetup::ToLocaleBytes(kitsetup::EntryRelativePath(e.name));
     const std::string relative(bytes.c_str(), bytes.length());
     in_kit.insert(relative);
@@ -182,7 +183,7 @@ int RunVerify(int argc, char** argv) {
   }
   int exit_code = options.against ? Compare(kit, options.against, differences) : kExitOk;
   DiscardStaging(kit);
-  if (CaughtSignal()) DieOfCaughtSignal();
+  if (Interrupted()) return InterruptedExit();
   if (exit_code != kExitOk) return exit_code;
   if (!differences.empty()) exit_code = kExitFailed;
   if (options.json) {

@@ -5,6 +5,7 @@
 #include "tools/kittool/cli_report.h"
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/interrupts.h"
 
 namespace {
 
@@ -66,7 +67,8 @@ int Run(int argc, char** argv, const char*& command_name) {
       std::fputs(kittool::VersionLine(), stdout);
       return kittool::kExitOk;
     }
-    return command.run(argc - 2, argv + 2);
+    const int code = command.run(argc - 2, argv + 2);
+    return kittool::Interrupted() ? kittool::InterruptedExit() : code;
   }
   return kittool::UsageError("", std::string("unknown command '") + argv[1] + "'");
 }
@@ -74,7 +76,13 @@ int Run(int argc, char** argv, const char*& command_name) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Before anything else: a signal at any moment is recorded, acted on where
+  // the work can stop cleanly, and turned into the exit code below.
+  kittool::CatchInterrupts();
   const char* command_name = "";
-  const int exit_code = Run(argc, argv, command_name);
-  return kittool::FinishOutput(*command_name ? command_name : "", exit_code);
+  int exit_code = Run(argc, argv, command_name);
+  if (!kittool::Interrupted()) exit_code = kittool::FinishOutput(*command_name ? command_name : "", exit_code);
+  // A signal wins, also a SIGPIPE met while the output was flushed: a closed
+  // pipe is how a reader says it has read enough.
+  return kittool::Interrupted() ? kittool::InterruptedExit() : exit_code;
 }
