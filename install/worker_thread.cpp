@@ -1,6 +1,8 @@
 // install/worker_thread.cpp: starting, running and ending the worker.
 #include "install/worker_thread.h"
 
+#include <utility>
+
 #include "install/install_job.h"
 #include "install/progress_channel.h"
 
@@ -16,6 +18,7 @@ uint32_t RunOnce(WorkerThread* worker) {
     job.rollbackProgress = worker->rollbackProgress;
     job.rollbackContext = worker->rollbackContext;
     code = RunInstallJob(job, worker->channel);
+    if (worker->plan) *worker->plan = std::move(job.plan);
   }
   worker->lastResult = code;
   worker->runs.fetch_add(1);

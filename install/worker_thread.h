@@ -15,6 +15,7 @@
 
 namespace kitsetup {
 
+struct InstallPlan;
 struct ProgressChannel;
 
 struct WorkerThread {
@@ -28,6 +29,7 @@ struct WorkerThread {
   bool singleRun = false;              // WorkerRunOnce rather than WorkerMain (both run once)
   RollbackProgress rollbackProgress = nullptr;  // handed to the job
   void* rollbackContext = nullptr;
+  InstallPlan* plan = nullptr;          // when set, receives the run's plan (a refused one too)
   std::atomic<uint32_t> lastResult{0};  // the code of the last finished run
   std::atomic<uint32_t> runs{0};        // runs finished so far
   bool joined = false;                  // FinishWorker has waited for the thread

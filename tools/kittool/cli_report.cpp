@@ -20,6 +20,7 @@ const char* CodeMeaning(uint32_t code) {
     case kitsetup::kErrPathNotFound: return "path not found or cannot be made";
     case kitsetup::kErrInvalidHandle: return "invalid file handle";
     case kitsetup::kErrInvalidData: return "damaged or refused kit";
+    case kitsetup::kErrSharingViolation: return "in use by another installation";
     case kitsetup::kErrInvalidParameter: return "operation failed";
     case kitsetup::kErrAlreadyExists: return "already exists";
     case kitsetup::kErrCannotCreate: return "cannot create the file";
@@ -28,18 +29,23 @@ const char* CodeMeaning(uint32_t code) {
   }
 }
 
+std::string ErrorText(const std::string& what, uint32_t code, int os_error) {
+  std::string text = what;
+  if (code != 0 || os_error != 0) {
+    text += " (";
+    if (code != 0) text += "error " + std::to_string(code) + ": " + CodeMeaning(code);
+    if (code != 0 && os_error != 0) text += "; ";
+    if (os_error != 0) text += std::strerror(os_error);
+    text += ")";
+  }
+  return text;
+}
+
 void ReportError(const char* command, const std::string& file, const std::string& what, uint32_t code,
                  int os_error) {
   std::string line = std::string(*command ? "kittool " : "kittool") + command + ": ";
   if (!file.empty()) line += file + ": ";
-  line += what;
-  if (code != 0 || os_error != 0) {
-    line += " (";
-    if (code != 0) line += "error " + std::to_string(code) + ": " + CodeMeaning(code);
-    if (code != 0 && os_error != 0) line += "; ";
-    if (os_error != 0) line += std::strerror(os_error);
-    line += ")";
-  }
+  line += ErrorText(what, code, os_error);
   std::fprintf(stderr, "%s\n", line.c_str());
 }
 

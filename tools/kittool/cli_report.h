@@ -13,6 +13,10 @@ namespace kittool {
 // The system's code in words: "not found", "damaged or refused kit", ...
 const char* CodeMeaning(uint32_t code);
 
+// "WHAT (error CODE: meaning; OS error text)", each part as ReportError
+// shows it: the reason of an error line without its file.
+std::string ErrorText(const std::string& what, uint32_t code = 0, int os_error = 0);
+
 // "kittool COMMAND: FILE: WHAT (error CODE: meaning; OS error text)" on
 // standard error; the OS part only when os_error is non-zero, the code part
 // only when code is non-zero, the file part only when file is not empty.

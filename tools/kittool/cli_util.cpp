@@ -16,25 +16,81 @@
 
 namespace kittool {
 
+namespace {
+
+// One character below U+0080 as JSON: '"' and '\' escaped, control
+// characters as \uXXXX.
+void AppendJsonAscii(std::string& out, unsigned c) {
+  if (c == '"' || c == '\\') {
+    out += '\\';
+    out += static_cast<char>(c);
+  } else if (c < 0x20) {
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\u%04X", c);
+    out += escape;
+  } else {
+    out += static_cast<char>(c);
+  }
+}
+
+// The length of the valid UTF-8 sequence at `i` (shortest form, no
+// surrogates, at most U+10FFFF), or 0.
+size_t Utf8SequenceAt(const std::string& bytes, size_t i) {
+  const unsigned char lead = static_cast<unsigned char>(bytes[i]);
+  const size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                        : lead >= 0xE0 && lead <= 0xEF ? 3
+                        : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                       : 0;
+  if (length == 0 || i + length > bytes.size()) return 0;
+  const unsigned char second = static_cast<unsigned char>(bytes[i + 1]);
+  unsigned char low = 0x80, high = 0xBF;
+  if (lead == 0xE0) low = 0xA0;
+  if (lead == 0xED) high = 0x9F;
+  if (lead == 0xF0) low = 0x90;
+  if (lead == 0xF4) high = 0x8F;
+  if (second < low || second > high) return 0;
+  for (size_t k = 2; k < length; ++k)
+    if ((static_cast<unsigned char>(bytes[i + k]) & 0xC0) != 0x80) return 0;
+  return length;
+}
+
+}  // namespace
+
 std::string JsonString(const kitsetup::TextString& text) {
   std::string out = "\"";
   for (size_t i = 0; i < text.length();) {
     size_t at = i;
     const int32_t c = kitsetup::NextCodePoint(text, i);
-    char escape[8];
     if (c < 0) {
+      char escape[8];
       std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(text[at]));
       out += escape;
-    } else if (c == '"') {
-      out += "\\\"";
-    } else if (c == '\\') {
-      out += "\\\\";
-    } else if (c < 0x20) {
-      std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(c));
-      out += escape;
+    } else if (c < 0x80) {
+      AppendJsonAscii(out, static_cast<unsigned>(c));
     } else {
       kitsetup::AppendUtf8(out, static_cast<uint32_t>(c));
     }
+  }
+  return out + "\"";
+}
+
+std::string JsonUtf8String(const std::string& bytes) {
+  std::string out = "\"";
+  for (size_t i = 0; i < bytes.size();) {
+    const unsigned char c = static_cast<unsigned char>(bytes[i]);
+    if (c >= 0x80) {
+      const size_t length = Utf8SequenceAt(bytes, i);
+      if (length == 0) {
+        out += "\\uFFFD";
+        ++i;
+      } else {
+        out.append(bytes, i, length);
+        i += length;
+      }
+      continue;
+    }
+    AppendJsonAscii(out, c);
+    ++i;
   }
   return out + "\"";
 }

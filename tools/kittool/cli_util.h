@@ -18,6 +18,10 @@ using kitsetup::Utf8;  // locale-independent UTF-8 for the terminal
 // characters escaped, lone surrogates as \uXXXX, the rest as UTF-8.
 std::string JsonString(const kitsetup::TextString& text);
 
+// The same for text already in UTF-8 (or bytes as typed, in a locale that
+// cannot convert them): valid UTF-8 passes, any other byte becomes U+FFFD.
+std::string JsonUtf8String(const std::string& bytes);
+
 bool IsHelpOption(const char* arg);
 
 // Names on disk and in kits are converted through the locale: when the

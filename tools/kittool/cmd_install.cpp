@@ -19,14 +19,17 @@
 #include "core/error_codes.h"
 #include "core/file_system.h"
 #include "core/messages.h"
+#include "install/install_plan.h"
 #include "install/progress_channel.h"
 #include "install/template_lock.h"
 #include "install/worker_thread.h"
 #include "kit/distribution_kit.h"
 #include "kit/file_handle.h"
 #include "launcher/template_dirs.h"
+#include "tools/kittool/cli_report.h"
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/install_outcome.h"
 #include "tools/kittool/interrupts.h"
 
 namespace kittool {
@@ -35,7 +38,7 @@ namespace {
 using kitsetup::TextString;
 
 const char kInstallUsage[] =
-    "usage: kittool install [--quiet] [--register] KIT TEMPLATE_DIR\n"
+    "usage: kittool install [--dry-run] [--json] [--quiet] [--register] KIT TEMPLATE_DIR\n"
     "\n"
     "Installs every file of KIT into TEMPLATE_DIR. Files that are as new as the\n"
     "kit's are kept; replaced files are backed up and put back if the\n"
@@ -43,13 +46,25 @@ const char kInstallUsage[] =
     "and whatever it created is removed again, so TEMPLATE_DIR is then exactly\n"
     "as before. Only one installation into TEMPLATE_DIR runs at a time.\n"
     "\n"
-    "  --quiet     print errors only\n"
-    "  --register  on success, put TEMPLATE_DIR first in the launcher's list of\n"
-    "              template directories, as the installer does\n"
+    "  --dry-run, -n  write nothing: print the plan (\"add\", \"replace\" or \"keep\"\n"
+    "                 and the path for each file, the folders to make, a summary),\n"
+    "                 or refuse exactly where the installation would refuse\n"
+    "  --json         print one JSON object on standard output when done, whatever\n"
+    "                 the outcome (schema 1): {\"schema\": 1, \"result\": \"installed\" |\n"
+    "                 \"unchanged\" | \"failed\" | \"cancelled\" | \"refused\", \"dryRun\",\n"
+    "                 \"templateDirectory\", \"added\", \"replaced\", \"kept\", \"bytes\",\n"
+    "                 \"code\", \"message\", \"failedAt\"}; all else goes to standard error\n"
+    "  --quiet, -q    print errors only\n"
+    "  --register     on success, put TEMPLATE_DIR (absolute) first in the\n"
+    "                 launcher's list of template directories, once, as the\n"
+    "                 installer does\n"
+    "  --version      print the version\n"
     "\n"
-    "Exit codes: 0 installed, 1 failed, 2 bad usage, 3 kit missing or damaged,\n"
-    "4 another installation into TEMPLATE_DIR is running, 128 + N interrupted\n"
-    "by signal N (rolled back).\n";
+    "Exit codes: 0 installed or already up to date (with --dry-run: would be);\n"
+    "1 failed and rolled back, TEMPLATE_DIR cannot take the kit (nothing\n"
+    "written), or --register could not update a launcher file (the files are\n"
+    "installed); 2 bad usage; 3 kit missing or refused; 4 another installation\n"
+    "into TEMPLATE_DIR is running; 128 + N interrupted by signal N (rolled back).\n";
 
 // UTF-8 for the terminal, converted without the locale: the locale
 // conversions switch the process locale, which the worker thread is doing at
@@ -235,10 +250,6 @@ struct RollbackMeter {
   }
 };
 
-void PrintError(uint32_t code, const TextString& text) {
-  std::fprintf(stderr, "error %u: %s\n", code, Bytes(text).c_str());
-}
-
 // A volume that cannot lock is said once, however many holders try.
 void PrintLockWarning(const std::string& text) {
   static std::string last;
@@ -257,87 +268,114 @@ void StartWorkerShielded(kitsetup::WorkerThread* worker, kitsetup::ProgressChann
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 }
 
-int Register(const TextString& directory, bool quiet) {
+// The directory as the launcher should remember it: absolute (resolved
+// against the working directory), without "." components or a trailing "/".
+TextString AbsoluteDirectory(const TextString& directory) {
+  TextString joined = directory;
+  if (directory.empty() || directory[0] != u'/') {
+    char cwd[4096];
+    if (getcwd(cwd, sizeof cwd) != nullptr) joined = Text(cwd) + u"/" + directory;
+  }
+  TextString out;
+  for (size_t at = 0; at < joined.length();) {
+    size_t slash = joined.find(u'/', at);
+    if (slash == TextString::npos) slash = joined.length();
+    const TextString part = joined.substr(at, slash - at);
+    if (!part.empty() && part != TextString(u".")) out = out + u"/" + part;
+    at = slash + 1;
+  }
+  return out.empty() ? TextString(u"/") : out;
+}
+
+bool SameDirectory(TextString listed, const TextString& directory) {
+  while (listed.length() > 1 && (listed.ends_with(u'/') || listed.ends_with(u'\\'))) listed.resize(listed.length() - 1);
+  return listed == directory;
+}
+
+// Puts the directory first in the launcher's list, once. A launcher file
+// that could not be written is an error of its own: the files are
+// installed, but what was asked for was not all done. kExitOk or kExitFailed.
+int Register(const TextString& directory, bool quiet, InstallOutcome& outcome) {
+  const TextString absolute = AbsoluteDirectory(directory);
   kitsetup::TemplateProposal proposal;
   kitsetup::ProposeTemplateDirectory(proposal);
+  std::vector<TextString> others;
+  for (const TextString& listed : proposal.dirList)
+    if (!SameDirectory(listed, absolute)) others.push_back(listed);
   int exit_code = kExitOk;
-  for (const kitsetup::LauncherFileResult& file : kitsetup::RecordInstalledDirectory(
-           proposal.dirList, directory, proposal.flagA, proposal.flagB)) {
+  for (const kitsetup::LauncherFileResult& file :
+       kitsetup::RecordInstalledDirectory(others, absolute, proposal.flagA, proposal.flagB)) {
     const std::string path = Bytes(file.path);
     if (file.result == kitsetup::kOk) {
       if (!quiet) std::fprintf(stderr, "registered in %s\n", path.c_str());
       continue;
     }
     exit_code = kExitFailed;
-    std::fprintf(stderr, "kittool: not registered in %s: %s; the file is unchanged\n", path.c_str(),
-                 file.result == kitsetup::kErrInvalidData ? "it could not be read to its end"
-                                                          : "writing it failed");
+    outcome.Report(outcome.result, path,
+                   std::string("not registered: ") +
+                       (file.result == kitsetup::kErrInvalidData ? "it could not be read to its end"
+                                                                 : "writing it failed") +
+                       "; the file is unchanged, the installation itself succeeded",
+                   file.result);
   }
   return exit_code;
 }
 
-}  // namespace
+struct InstallOptions {
+  bool quiet = false, register_dir = false, dry_run = false, json = false;
+  const char* kit = nullptr;
+  const char* directory = nullptr;
+};
 
-int RunInstall(int argc, char** argv) {
-  bool quiet = false;
-  bool register_dir = false;
+// -1 when the options are good; otherwise the exit code (help, usage error).
+int ParseOptions(int argc, char** argv, InstallOptions& options) {
   std::vector<const char*> operands;
   for (int i = 0; i < argc; ++i) {
-    if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
+    const char* arg = argv[i];
+    if (IsHelpOption(arg)) {
       std::fputs(kInstallUsage, stdout);
       return kExitOk;
     }
-    if (!std::strcmp(argv[i], "--quiet") || !std::strcmp(argv[i], "-q")) {
-      quiet = true;
-    } else if (!std::strcmp(argv[i], "--register")) {
-      register_dir = true;
-    } else if (argv[i][0] == '-' && argv[i][1] != '\0') {
-      std::fprintf(stderr, "kittool install: unknown option '%s'\n\n%s", argv[i], kInstallUsage);
-      return kExitUsage;
+    if (!std::strcmp(arg, "--quiet") || !std::strcmp(arg, "-q")) {
+      options.quiet = true;
+    } else if (!std::strcmp(arg, "--register")) {
+      options.register_dir = true;
+    } else if (!std::strcmp(arg, "--dry-run") || !std::strcmp(arg, "-n")) {
+      options.dry_run = true;
+    } else if (!std::strcmp(arg, "--json")) {
+      options.json = true;
+    } else if (arg[0] == '-' && arg[1] != '\0') {
+      return UsageError("install", std::string("unknown option ") + arg);
     } else {
-      operands.push_back(argv[i]);
+      operands.push_back(arg);
     }
   }
-  if (operands.size() != 2 || !*operands[0] || !*operands[1]) {
-    std::fputs(kInstallUsage, stderr);
-    return kExitUsage;
+  if (operands.size() != 2) return UsageError("install", "expected KIT and TEMPLATE_DIR");
+  if (!*operands[0] || !*operands[1]) return UsageError("install", "KIT and TEMPLATE_DIR must not be empty");
+  options.kit = operands[0];
+  options.directory = operands[1];
+  return -1;
+}
+
+// A refused plan: nothing was written. Names the path and the reason; a
+// template directory that the locale could not convert at all is named as
+// typed.
+int ReportRefusal(const kitsetup::InstallPlan& plan, const InstallOptions& options, InstallOutcome& outcome) {
+  std::string file = Bytes(plan.refusedPath);
+  std::string what = plan.reason;
+  if (plan.directory.empty()) {
+    file = options.directory;
+    what = "the name does not convert to a file name in the current locale; set LC_ALL or LANG to a UTF-8 locale";
   }
+  outcome.Report("refused", file, what + "; nothing was changed", plan.refusal);
+  return kExitFailed;
+}
 
-  kitsetup::SetCurrentLanguage(kitsetup::LanguageFromCode(kitsetup::ByteString("en")));
-
-  // The directory is ours before the kit is unpacked, so a second installer
-  // is turned away at once; the job shares this lock and keeps it to its end.
-  TextString directory = Text(operands[1]);
-  kitsetup::SetTemplateLockWarningSink(PrintLockWarning);
-  kitsetup::TemplateLock lock;
-  if (lock.Acquire(directory) != kitsetup::kOk) {
-    std::fprintf(stderr, "kittool install: %s\n", kitsetup::TemplateBusyMessage(directory).c_str());
-    return kExitBusy;
-  }
-  if (!lock.warning().empty()) PrintLockWarning(lock.warning());
-
-  kitsetup::DistributionKit kit;
-  kit.unnamedStaging = true;
-  kitsetup::KitProblem problem;
-  TextString kit_path = Text(operands[0]);
-  uint32_t code = kitsetup::LoadKit(kit, kit_path, &problem);
-  if (Interrupted()) {
-    DiscardStaging(kit);
-    return InterruptedExit();
-  }
-  if (code != kitsetup::kOk) {
-    bool missing = access(operands[0], F_OK) != 0;
-    PrintError(code, kitsetup::LookupMessage(missing ? "IDS_ERROR_NOSOURCE" : "IDS_ERROR_DAMAGEDSOURCE"));
-    if (!problem.what.empty()) std::fprintf(stderr, "kittool: %s\n", problem.what.c_str());
-    return kExitBadKit;
-  }
-
-  kitsetup::ProgressChannel channel;
-  kitsetup::InitChannel(&channel);
-  kitsetup::StartRequest(&channel, &kit, directory);
-  TextString requested;
-  kitsetup::ReadRequest(&channel, nullptr, &requested);
-
+// Runs the job on the worker thread, showing its progress and the
+// rollback's, and cancelling it on a signal. The job's code; `plan` receives
+// the plan it followed, `last_target` the last file it posted.
+uint32_t RunJob(kitsetup::DistributionKit& kit, kitsetup::ProgressChannel& channel, const TextString& requested,
+                bool quiet, kitsetup::InstallPlan& plan, TextString& last_target) {
   ProgressView view(kit, requested, quiet);
   PostFeed feed;
   kitsetup::SetProgressObserver(&channel, &PostFeed::Observe, &feed);
@@ -346,6 +384,7 @@ int RunInstall(int argc, char** argv) {
     kitsetup::WorkerThread worker;
     worker.singleRun = true;
     worker.finishPauseMs = 0;  // nothing to look at: kittool ends at once
+    worker.plan = &plan;
     RollbackMeter rollback;
     worker.rollbackProgress = &RollbackMeter::Observe;
     worker.rollbackContext = &rollback;
@@ -371,30 +410,94 @@ int RunInstall(int argc, char** argv) {
       feed.Drain(view);
       view.EndLine();
       rollback.Show(quiet);
-      if (result == kitsetup::kErrSharingViolation) {
-        std::fprintf(stderr, "kittool install: %s\n", kitsetup::TemplateBusyMessage(directory).c_str());
-      } else if (result != kitsetup::kOk && result != kitsetup::kErrCancelled) {
-        uint32_t posted = 0;
-        TextString text;
-        kitsetup::ReadProgress(&channel, &posted, &text, nullptr);
-        PrintError(result, text);
-        if (!feed.last_target.empty())
-          std::fprintf(stderr, "kittool: failed at %s\n", Bytes(feed.last_target).c_str());
-      }
     }
   }
   kitsetup::SetProgressObserver(&channel, nullptr, nullptr);
+  last_target = feed.last_target;
+  return result;
+}
 
+int Install(const InstallOptions& options, InstallOutcome& outcome) {
+  kitsetup::SetCurrentLanguage(kitsetup::LanguageFromCode(kitsetup::ByteString("en")));
+  outcome.directory = options.directory;
+
+  // The directory is ours before the kit is unpacked, so a second installer
+  // is turned away at once; the job shares this lock and keeps it to its end.
+  // A dry run takes it too: it answers as the installation would.
+  TextString directory = Text(options.directory);
+  kitsetup::SetTemplateLockWarningSink(PrintLockWarning);
+  kitsetup::TemplateLock lock;
+  if (lock.Acquire(directory) != kitsetup::kOk) {
+    outcome.Report("refused", "", kitsetup::TemplateBusyMessage(directory), kitsetup::kErrSharingViolation);
+    return kExitBusy;
+  }
+  if (!lock.warning().empty()) PrintLockWarning(lock.warning());
+
+  kitsetup::DistributionKit kit;
+  kitsetup::KitProblem problem;
+  uint32_t code = kitsetup::kOk;
+  const int loaded = LoadKitForCommand("install", options.kit, kit, &problem, &code);
+  if (Interrupted()) {
+    outcome.Record("cancelled", options.kit, "interrupted while the kit was unpacked", kitsetup::kErrCancelled);
+    return loaded;
+  }
+  if (loaded != kExitOk) {
+    outcome.Record(loaded == kExitBadKit ? "refused" : "failed", options.kit, problem.what, code);
+    return loaded;
+  }
+
+  kitsetup::ProgressChannel channel;
+  kitsetup::InitChannel(&channel);
+  kitsetup::StartRequest(&channel, &kit, directory);
+  TextString requested;
+  kitsetup::ReadRequest(&channel, nullptr, &requested);
+  if (!requested.empty()) outcome.directory = Bytes(requested);
+
+  kitsetup::InstallPlan plan;
+  TextString last_target;
+  uint32_t result;
+  if (options.dry_run) {
+    // The plan the job would make, from the same function; nothing else runs.
+    result = kitsetup::MakeInstallPlan(kit, requested, plan);
+    if (result == kitsetup::kOk && !options.quiet)
+      std::fputs(kitsetup::DescribePlan(plan).c_str(), options.json ? stderr : stdout);
+  } else {
+    result = RunJob(kit, channel, requested, options.quiet, plan, last_target);
+  }
   DiscardStaging(kit);
+  outcome.Planned(plan);
 
+  const std::string at = Bytes(last_target);
+  if (result == kitsetup::kOk) return options.register_dir ? Register(requested, options.quiet, outcome) : kExitOk;
+  if (result == kitsetup::kErrSharingViolation) {
+    outcome.Report("refused", "", kitsetup::TemplateBusyMessage(directory), result);
+    return kExitBusy;
+  }
+  if (plan.refusal != kitsetup::kOk) return ReportRefusal(plan, options, outcome);
   if (result == kitsetup::kErrCancelled) {
-    if (Interrupted() != SIGPIPE) PrintError(result, kitsetup::LookupMessage("IDS_CANCEL_FINISH"));
+    const char* what = "cancelled; the installation was rolled back, the template directory is as it was";
+    if (Interrupted() == SIGPIPE)
+      outcome.Record("cancelled", at, what, result);
+    else
+      outcome.Report("cancelled", at, what, result);
     return Interrupted() ? InterruptedExit() : kExitFailed;
   }
-  if (result == kitsetup::kErrSharingViolation) return kExitBusy;
-  if (result != kitsetup::kOk) return kExitFailed;
-  if (register_dir) return Register(requested, quiet);
-  return kExitOk;
+  outcome.Report("failed", at, "the installation failed and was rolled back, the template directory is as it was",
+                 result);
+  return kExitFailed;
+}
+
+}  // namespace
+
+int RunInstall(int argc, char** argv) {
+  InstallOptions options;
+  const int parsed = ParseOptions(argc, argv, options);
+  if (parsed >= 0) return parsed;
+  InstallOutcome outcome;
+  outcome.dryRun = options.dry_run;
+  const int exit_code = Install(options, outcome);
+  if (options.json) PrintInstallJson(outcome);
+  return exit_code;
 }
 
 }  // namespace kittool
