@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <map>
 #include <thread>
 
 #include "install/install_fixture.h"
@@ -18,13 +19,19 @@ namespace {
 
 class KittoolInstall : public InstallFixture {
  protected:
-  // Runs kittool install with the given arguments; stderr goes to a file.
+  // Runs kittool install with the given arguments; stdout and stderr go to
+  // files.
   int Install(const std::string& args) {
-    return RunShell("'" + Kittool() + "' install " + args + " 2>'" + ErrPath() + "' </dev/null");
+    return RunShell("'" + Kittool() + "' install " + args + " >'" + OutPath() + "' 2>'" + ErrPath() + "' </dev/null");
   }
   std::string Args(const std::string& templ) { return "'" + kit_path_ + "' '" + templ + "'"; }
   std::string ErrPath() { return root_ + "/stderr.txt"; }
+  std::string OutPath() { return root_ + "/stdout.txt"; }
   std::string Err() { return ReadFile(ErrPath()); }
+  // `expression` over the JSON object that `path` holds, parsed by python3.
+  std::string Json(const std::string& expression, const std::string& path = "") {
+    return testsupport::PythonOnJson(ReadFile(path.empty() ? OutPath() : path), expression, root_);
+  }
 };
 
 TEST_F(KittoolInstall, InstallsAndLogsProgressAsPlainLinesOrQuietly) {
@@ -52,13 +59,114 @@ TEST_F(KittoolInstall, ExitCodesForUsageAndForAMissingOrDamagedKit) {
     EXPECT_EQ(2, Install(args)) << args;
 
   EXPECT_EQ(3, Install("'" + root_ + "/missing.efd' '" + templ_ + "'"));
-  EXPECT_EQ(0u, Err().rfind("error 2: ", 0)) << Err();
+  EXPECT_NE(std::string::npos, Err().find("missing.efd: the kit file does not exist (error 2: ")) << Err();
 
   WriteFile(kit_path_, std::string(4096, '\xff'), kT0);  // not a DEFLATE stream
   EXPECT_EQ(3, Install(Args(templ_)));
-  EXPECT_EQ(0u, Err().rfind("error 13: ", 0)) << Err();
+  EXPECT_NE(std::string::npos, Err().find("kit.efd: ")) << Err();
+  EXPECT_NE(std::string::npos, Err().find("(error 13: damaged or refused kit)")) << Err();
   EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
   EXPECT_EQ(-1, MTime(templ_));
+}
+
+// An upgrade planned with --dry-run, then run: the plan names exactly the
+// files the run then adds, replaces and keeps, and the dry run writes
+// nothing, not even in TMPDIR. The JSON of both agrees; a second run has
+// nothing to do.
+TEST_F(KittoolInstall, DryRunPlansExactlyWhatTheUpgradeThenDoes) {
+  Source("Docs/readme.htm", "new readme", kT0 + 10);  // the user's is older: replaced
+  Source("conf/main.cfg", "kit's cfg", kT0);          // the user's is newer: kept
+  Source("conf/new.cfg", "n", kT0);                   // added
+  Source("extra/deep/x.txt", "x", kT0);               // added, with its folders
+  Pack();
+  WriteFile(templ_ + "/Docs/readme.htm", "old readme", kT0);
+  WriteFile(templ_ + "/conf/main.cfg", "user's cfg", kT0 + 100);
+  WriteFile(templ_ + "/mine.txt", "mine", kT0);
+  const Snapshot before = TakeSnapshot(templ_);
+
+  ASSERT_EQ(0, Install("--dry-run --json " + Args(templ_))) << Err();
+  EXPECT_EQ(before, TakeSnapshot(templ_));
+  EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
+  const std::string counts = "d['added'], d['replaced'], d['kept'], d['bytes'], d['code'], d['templateDirectory']";
+  EXPECT_EQ("installed True 2 1 1 12 0 " + templ_ + "/", Json("d['result'], d['dryRun'], " + counts));
+  std::map<std::string, std::string> planned;  // path below the template directory -> action
+  for (size_t at = 0, end; (end = Err().find('\n', at)) != std::string::npos; at = end + 1) {
+    const std::string line = Err().substr(at, end - at);
+    const size_t gap = line.find(' '), path = line.find('/');
+    const std::string action = line.substr(0, gap);
+    if (action == "add" || action == "replace" || action == "keep") planned[line.substr(path + templ_.size())] = action;
+  }
+
+  ASSERT_EQ(0, Install("--json " + Args(templ_))) << Err();
+  const Snapshot after = TakeSnapshot(templ_);
+  EXPECT_EQ("installed False 2 1 1 12 0 " + templ_ + "/", Json("d['result'], d['dryRun'], " + counts));
+  std::map<std::string, std::string> done;
+  for (const auto& [path, node] : after) {
+    if (node.kind != 'f' || path == "/mine.txt") continue;
+    const auto old = before.find(path);
+    done[path] = old == before.end() ? "add" : old->second == node ? "keep" : "replace";
+    if (done[path] != "keep") EXPECT_EQ(ReadFile(source_ + path), node.bytes) << path;
+  }
+  EXPECT_EQ(planned, done);
+  EXPECT_EQ(4u, planned.size());
+
+  ASSERT_EQ(0, Install("--json --quiet " + Args(templ_))) << Err();
+  EXPECT_EQ("unchanged 0 0 4 0", Json("d['result'], d['added'], d['replaced'], d['kept'], d['bytes']"));
+  EXPECT_EQ(after, TakeSnapshot(templ_));
+}
+
+// How an install that does not succeed ends, in its one error line and its
+// JSON: refused before anything is written (a missing or damaged kit, a
+// file as the template directory, another installation holding it), also
+// with --dry-run; failed midway (a folder on a full volume) and rolled back.
+TEST_F(KittoolInstall, JsonAndTheErrorLineSayHowAFailedInstallEnded) {
+  Source("a.txt", "a", kT0);
+  Source("sub/big.bin", std::string(256 * 1024, 'b'), kT0);
+  Pack();
+  WriteFile(root_ + "/damaged.efd", std::string(4096, '\xff'), kT0);
+  WriteFile(root_ + "/afile", "x", kT0);
+  MakeDirs(templ_ + "/sub");
+  MakeDirs(root_ + "/busy");
+  testsupport::LockHolder holder(root_ + "/busy");
+  ASSERT_TRUE(holder.held());
+  // A 64 KiB volume inside the template directory: the plan looks at the
+  // template directory's volume, so only the copy finds it full.
+  const bool small_volume = RunShell("mount -t tmpfs -o size=64k tmpfs '" + templ_ + "/sub' 2>/dev/null") == 0;
+  struct Unmount {
+    std::string dir;
+    bool mounted;
+    ~Unmount() {
+      if (mounted) RunShell("umount '" + dir + "'");
+    }
+  } unmount{templ_ + "/sub", small_volume};
+  const Snapshot before = TakeSnapshot(templ_);
+
+  struct Row {
+    std::string args;
+    int exit_code;
+    std::string ended;  // result, code and the failedAt below root_
+  };
+  std::vector<Row> rows = {
+      {"'" + root_ + "/missing.efd' '" + templ_ + "'", 3, "refused 2 /missing.efd"},
+      {"'" + root_ + "/damaged.efd' '" + templ_ + "'", 3, "refused 13 /damaged.efd"},
+      {Args(root_ + "/afile"), 1, "refused 3 /afile"},
+      {"--dry-run " + Args(root_ + "/afile"), 1, "refused 3 /afile"},
+      {Args(root_ + "/busy"), 4, "refused 32 "},
+      {"--dry-run " + Args(root_ + "/busy"), 4, "refused 32 "},
+  };
+  if (small_volume) rows.push_back({Args(templ_), 1, "failed 87 /templates/sub/big.bin"});
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.args);
+    EXPECT_EQ(row.exit_code, Install("--json --quiet " + row.args)) << Err();
+    EXPECT_EQ(row.ended, Json("d['result'], d['code'], d['failedAt'].replace('" + root_ + "', '')"));
+    // The human line is the JSON's failedAt and message.
+    EXPECT_EQ(Err(), Json("'kittool install: ' + (d['failedAt'] + ': ' if d['failedAt'] else '') + d['message']") + "\n");
+    EXPECT_TRUE(before == TakeSnapshot(templ_));
+    EXPECT_EQ(std::vector<std::string>{}, ListNames(root_ + "/busy"));
+    EXPECT_EQ("x", ReadFile(root_ + "/afile"));
+    EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
+  }
+  if (!small_volume) GTEST_SKIP() << "cannot mount a small file system here (needs root)";
 }
 
 // Signals and a second installer, against a large kit: 4000 files, some of
@@ -78,15 +186,17 @@ class KittoolRun : public KittoolInstall {
     WriteFile(templ_ + "/mine.txt", "mine", kT0);
   }
 
-  // Starts `kittool install KIT TEMPLATE_DIR`, its standard error into `err`.
+  // Starts `kittool install --json KIT TEMPLATE_DIR`, its standard error
+  // into `err`, its standard output into `err`.json.
   pid_t Spawn(const std::string& err) {
     pid_t pid = 0;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 1, (err + ".json").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     std::string tool = Kittool();
-    const char* argv[] = {tool.c_str(), "install", kit_path_.c_str(), templ_.c_str(), nullptr};
+    const char* argv[] = {tool.c_str(), "install", "--json", kit_path_.c_str(), templ_.c_str(), nullptr};
     EXPECT_EQ(0, posix_spawn(&pid, tool.c_str(), &actions, nullptr, const_cast<char**>(argv), environ));
     posix_spawn_file_actions_destroy(&actions);
     return pid;
@@ -127,6 +237,7 @@ TEST_F(KittoolRun, ASignalDuringTheCopyRollsBackAndExitsWith128PlusIt) {
     EXPECT_NE(std::string::npos, Err().find("interrupted, rolling back")) << Err();
     EXPECT_NE(std::string::npos, Err().find("error 1223: ")) << Err();
     EXPECT_NE(std::string::npos, Err().find("rolled back ")) << "the rollback shows its progress";
+    EXPECT_EQ("cancelled 1223 3958 42", Json("d['result'], d['code'], d['added'], d['replaced']", ErrPath() + ".json"));
     EXPECT_EQ(before, TakeSnapshot(templ_));
     EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
   }
@@ -141,12 +252,15 @@ TEST_F(KittoolRun, ASecondInstallerIsRefusedAndTheFirstCompletes) {
   const Snapshot during = TakeSnapshot(templ_);
 
   EXPECT_EQ(4, Install(Args(templ_)));
-  EXPECT_EQ("kittool install: another installation into " + templ_ + " is running\n", Err());
+  EXPECT_EQ("kittool install: another installation into " + templ_ +
+                " is running (error 32: in use by another installation)\n",
+            Err());
   EXPECT_EQ(during, TakeSnapshot(templ_));
   EXPECT_EQ(std::vector<std::string>{"r4stp0"}, ListNames(temp_));
 
   kill(first, SIGCONT);
   EXPECT_EQ(0, ExitStatus(first)) << ReadFile(first_err);
+  EXPECT_EQ("installed 3958 42 0", Json("d['result'], d['added'], d['replaced'], d['kept']", first_err + ".json"));
   Snapshot expected = TakeSnapshot(source_);
   expected["/mine.txt"] = TakeSnapshot(templ_)["/mine.txt"];
   EXPECT_EQ(expected, TakeSnapshot(templ_));

@@ -68,22 +68,9 @@ class KittoolTest : public ::testing::Test {
     return Wait(Start(args, env));
   }
 
-  // Evaluates a Python expression over the parsed JSON text `d` (with json,
-  // hashlib and os imported) and returns what it prints.
+  // Evaluates a Python expression over the parsed JSON text `d`.
   std::string Python(const std::string& json_text, const std::string& expression) {
-    testsupport::WriteFile(scratch_.At("doc.json"), json_text);
-    testsupport::WriteFile(scratch_.At("expr.py"), "import hashlib, json, os, sys\n"
-                                                   "d = json.load(open(sys.argv[1]))\n"
-                                                   "print(" + expression + ")\n");
-    std::string command = "python3 " + scratch_.At("expr.py") + " " + scratch_.At("doc.json") + " 2>&1";
-    std::string out;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-      char chunk[4096];
-      while (size_t n = fread(chunk, 1, sizeof chunk, pipe)) out.append(chunk, n);
-      pclose(pipe);
-    }
-    while (!out.empty() && out.back() == '\n') out.pop_back();
-    return out;
+    return testsupport::PythonOnJson(json_text, expression, scratch_.path());
   }
 
   void MakeFile(const std::string& relative, const std::string& bytes, time_t mtime) {
@@ -200,6 +187,15 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
       {{"verify", kit}, 1, "cannot write the output", {}, "/dev/full"},
       {{"extract", kit}, 2, "expected KIT and DIR"},
       {{"extract", kit, full_dir}, 2, "full is not empty; --force writes into it"},
+      {{"install", kit}, 2, "kittool install: expected KIT and TEMPLATE_DIR\nRun 'kittool install --help' for usage.\n"},
+      {{"install", "--bogus", kit, never}, 2, "unknown option --bogus"},
+      {{"install", scratch_.At("nosuch.efd"), never}, 3,
+       "kittool install: " + scratch_.At("nosuch.efd") + ": the kit file does not exist (error 2: "},
+      {{"install", kit, full_dir + "/x"}, 1, full_dir + "/x: not a directory; nothing was changed (error 3: "},
+      {{"install", "--dry-run", kit, full_dir + "/x"}, 1, full_dir + "/x: not a directory; nothing was changed"},
+      // A name the C locale cannot convert is refused, never read as "".
+      {{"install", kit, scratch_.At("tmplts-\xC3\xA9")}, 1,
+       "tmplts-\xC3\xA9: the name does not convert to a file name in the current locale", {"LC_ALL=C"}},
   };
   for (const Case& c : cases) {
     std::string line;
@@ -211,7 +207,7 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
     if (c.exit_code == 2) {
       EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 2) << "no usage dump: " << r.err;
     }
-    if (c.exit_code == 2) {
+    if (c.exit_code == 2 || c.args[0] == "install") {
       EXPECT_NE(access(never.c_str(), F_OK), 0) << line << ": nothing is written on a refusal";
     }
     unlink(never.c_str());
@@ -224,7 +220,9 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
   EXPECT_EQ((static_cast<unsigned char>(testsupport::ReadFile(never)[0]) >> 1) & 3, 0);  // stored blocks
   EXPECT_EQ(Python(Run({"list", "--json", never}).out, "d['descriptionFormat'], d['descriptions'][0]['language']"),
             "0 en");
-  for (const char* command : {"pack", "list", "verify", "extract"}) {
+  EXPECT_NE(access(scratch_.At("tmplts-\xC3\xA9").c_str(), F_OK), 0);
+  EXPECT_NE(access("a.txt", F_OK), 0) << "nothing installed into the working directory";
+  for (const char* command : {"pack", "list", "verify", "extract", "install"}) {
     Result r = Run({command, "--help"});
     EXPECT_EQ(r.exit_code, 0);
     EXPECT_EQ(r.out.find(std::string("usage: kittool ") + command), 0u) << r.out;

@@ -324,11 +324,27 @@ TEST_F(LauncherConfigSave, FullDiskLeavesTheOldFileWholeAndKittoolReportsIt) {
   EXPECT_EQ(Shell("'" + kittool + "' install --quiet --register '" + At("k.efd") + "' '" + At("t") +
                                   "' 2>'" + At("err.txt") + "'"),
             1);
-  EXPECT_NE(ReadFile(At("err.txt")).find("not registered in " + CurrentFile()), std::string::npos)
+  EXPECT_NE(ReadFile(At("err.txt")).find(CurrentFile() + ": not registered: writing it failed; the file is unchanged, "
+                                                         "the installation itself succeeded (error 1013: "),
+            std::string::npos)
       << ReadFile(At("err.txt"));
   EXPECT_TRUE(ReadFile(CurrentFile()) == before);
   EXPECT_EQ(ReadFile(At("t/a.txt")), "a") << "the installation itself stands";
   EXPECT_EQ(testsupport::ListNames(dir), (std::vector<std::string>{"fill", "veskstart.cfg"})) << "no new file left";
+}
+
+// kittool install --register, from the working directory with a relative
+// "t/" and then with the absolute "/.../t": one entry, absolute, first.
+TEST_F(LauncherConfigSave, KittoolRegistersTheAbsoluteDirectoryOnce) {
+  WriteFile(CurrentFile(), "ConfigurationTemplatesLocation=/elsewhere/\n");
+  WriteFile(At("kit/a.txt"), "a");
+  const std::string kittool = KITSETUP_BINARY_DIR "/kittool";
+  ASSERT_EQ(Shell("'" + kittool + "' pack '" + At("kit") + "' '" + At("k.efd") + "' >/dev/null"), 0);
+  for (const std::string& typed : {std::string("./t/"), At("t"), At("t") + "//"}) {
+    ASSERT_EQ(Shell("cd '" + At("") + "' && '" + kittool + "' install --quiet --register k.efd '" + typed + "'"), 0)
+        << typed;
+    EXPECT_EQ(Templates(0), (Values{testsupport::U16(At("t")) + u"/", u"/elsewhere/"})) << typed;
+  }
 }
 
 }  // namespace

@@ -256,6 +256,27 @@ class LockHolder {
   bool held_ = false;
 };
 
+// Parses `json_text` with python3's json module (as `d`, with json, hashlib
+// and os imported), evaluates `expression` and returns what it prints, less
+// the final line feeds. Python's own error, when it has one, is returned
+// instead. `scratch` is a directory for the two files this needs.
+inline std::string PythonOnJson(const std::string& json_text, const std::string& expression,
+                                const std::string& scratch) {
+  WriteFile(scratch + "/doc.json", json_text);
+  WriteFile(scratch + "/expr.py", "import hashlib, json, os, sys\n"
+                                  "d = json.load(open(sys.argv[1]))\n"
+                                  "print(" + expression + ")\n");
+  const std::string command = "python3 '" + scratch + "/expr.py' '" + scratch + "/doc.json' 2>&1";
+  std::string out;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char chunk[4096];
+    while (size_t n = fread(chunk, 1, sizeof chunk, pipe)) out.append(chunk, n);
+    pclose(pipe);
+  }
+  while (!out.empty() && out.back() == '\n') out.pop_back();
+  return out;
+}
+
 // Everything written to standard error (by this process or its children)
 // while body runs.
 inline std::string CaptureStderr(const std::function<void()>& body) {
