@@ -14,6 +14,7 @@ enum : uint32_t {
   kErrPathNotFound = 3,     // a directory chain that could not be made
   kErrInvalidHandle = 6,
   kErrInvalidData = 13,     // the kit does not inflate, or is damaged
+  kErrSharingViolation = 32,  // another run holds the template directory
   kErrInvalidParameter = 87,  // any other failure
   kErrAlreadyExists = 183,
   kErrCannotCreate = 1013,

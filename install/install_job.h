@@ -15,6 +15,7 @@
 #define KITSETUP_INSTALL_INSTALL_JOB_H
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "core/text_string.h"
@@ -25,6 +26,8 @@ namespace kitsetup {
 
 struct DistributionKit;
 struct ProgressChannel;
+class InstallJournal;
+class TemplateLock;
 
 struct InstallTransaction {
   TextString rootDirectory;    // the template directory, ending in "/"
@@ -33,6 +36,9 @@ struct InstallTransaction {
   std::vector<TextString> createdFiles;        // files written where none stood
   std::vector<TemplateChange> changes;         // every change, in the order made
   bool backupKept = false;  // a rollback could not put every file back
+  // The crash record in the backup directory (install_journal.h), locked
+  // while the run lives; none before BeginJournal or without a backup directory.
+  std::shared_ptr<InstallJournal> journal;
 };
 
 struct InstallJob {
@@ -46,6 +52,9 @@ struct InstallJob {
   // come folder by folder, so most need no look at the disk.
   TextString lastParent;
   TextString lastBackupParent;
+  // The template directory's lock (template_lock.h), held until the job is
+  // destroyed: from before the first look at the tree to after the rollback.
+  std::shared_ptr<TemplateLock> runLock;
 };
 
 // The whole run: reads the request from the channel, plans, copies every
@@ -63,6 +72,17 @@ uint32_t ReportInstallError(InstallJob& job, uint32_t code, int32_t percent);
 // fresh backup directory "<temp>/r4stp<n>/". 0, or the code of the directory
 // that could not be made (3, 87).
 uint32_t BeginTransaction(InstallJob& job, const TextString& directory);
+
+// Writes the last transaction's journal: the template directory, the kit's
+// staging file and every change the plan foresees, on disk before the first
+// change. 0, or 87 when it could not be written (nothing changed yet).
+uint32_t BeginJournal(InstallJob& job, const TextString& staging_path);
+
+// Ends a run whose every entry is in place: the written files flushed to
+// disk, the journal marked final, then the backup directory removed (its
+// journal last). 0, or 87 when the flush or the journal failed (the run then
+// rolls back).
+uint32_t CommitTransaction(InstallJob& job);
 
 // Moves `target` whole to the same relative place under the backup
 // directory. 0; 2 (or 3) only when nothing exists at the target; 87 when an

@@ -43,6 +43,9 @@ const char kInstallUsage[] =
     "  --register  on success, put TEMPLATE_DIR first in the launcher's list of\n"
     "              template directories, as the installer does\n"
     "\n"
+    "An installation that a crash or a kill cut short (into any directory) is\n"
+    "rolled back first: see 'kittool recover'.\n"
+    "\n"
     "Exit codes: 0 installed, 1 failed or interrupted, 2 bad usage,\n"
     "3 kit missing or damaged.\n";
 
@@ -308,6 +311,9 @@ int RunInstall(int argc, char** argv) {
   }
 
   kitsetup::SetCurrentLanguage(kitsetup::LanguageFromCode(kitsetup::ByteString("en")));
+
+  // An install that a crash cut short is undone before anything else runs.
+  ReportRecoveries("install", TextString());
 
   kitsetup::DistributionKit kit;
   kitsetup::KitProblem problem;

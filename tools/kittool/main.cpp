@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/file_fault.h"
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
 
@@ -15,6 +16,7 @@ const char kUsage[] =
     "  list     print a kit's descriptions and entries\n"
     "  verify   check that a kit loads and is consistent\n"
     "  install  install a kit into a template directory\n"
+    "  recover  roll back installs that a crash or a kill cut short\n"
     "\n"
     "Run 'kittool <command> --help' for a command's options.\n"
     "Exit codes: 0 success, 1 an operation failed, 2 bad usage, 3 kit missing or damaged.\n";
@@ -29,11 +31,13 @@ const Command kCommands[] = {
     {"list", kittool::RunList},
     {"verify", kittool::RunVerify},
     {"install", kittool::RunInstall},
+    {"recover", kittool::RunRecover},
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  kitsetup::ArmFileFaultsFromEnvironment();  // crash tests' kill points; nothing when unset
   if (argc < 2) {
     std::fputs(kUsage, stderr);
     return kittool::kExitUsage;
