@@ -137,7 +137,12 @@ uint32_t InstallJournal::Record(const TemplateChange& change) {
 
 uint32_t InstallJournal::MarkFinal() {
   if (fd_ < 0) return kOk;
-  return Write(std::string(1, kFinal));
+  const off_t size = lseek(fd_, 0, SEEK_END);
+  if (Write(std::string(1, kFinal)) == kOk) return kOk;
+  // The record may be in the file without being flushed: the run now rolls
+  // back, and a crash during that must not find it final.
+  if (size >= 0 && ftruncate(fd_, size) == 0) FlushFileData(fd_);
+  return kErrInvalidParameter;
 }
 
 uint32_t InstallJournal::Write(const std::string& bytes) {

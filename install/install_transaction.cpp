@@ -121,11 +121,8 @@ uint32_t BeginJournal(InstallJob& job, const TextString& staging_path) {
   // Directories come first and each backup before its write, so that undoing
   // the records newest first undoes a file before its folder.
   std::vector<TemplateChange> planned;
-  // A missing template directory is the plan's one new directory, named as
-  // given; the others are named below it.
-  const TextString base = Exists(t.rootDirectory) ? t.rootDirectory : TextString();
   for (const TextString& directory : job.plan.newDirectories)
-    planned.push_back({ChangeKind::kMadeDirectory, WithoutTrailingSlashes(base + directory), TextString()});
+    planned.push_back({ChangeKind::kMadeDirectory, WithoutTrailingSlashes(directory), TextString()});
   const size_t root = t.rootDirectory.length();
   for (const PlannedEntry& entry : job.plan.entries) {
     if (entry.action == PlanAction::kKeep) continue;
