@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <set>
+#include <string>
 
 #include "core/directory_listing.h"
 #include "core/encoding.h"
@@ -118,14 +120,35 @@ uint32_t BeginJournal(InstallJob& job, const TextString& staging_path) {
   InstallTransaction& t = Current(job);
   if (t.backupDirectory.empty()) return kOk;
   // The plan knows every change before the first: one batch, one flush.
-  // Directories come first and each backup before its write, so that undoing
-  // the records newest first undoes a file before its folder.
+  // The folders are listed as the run will record them (the highest level
+  // missing when its first file comes), each before its files, and each
+  // backup before its write, so that undoing the records newest first
+  // undoes a file before its folder.
   std::vector<TemplateChange> planned;
-  for (const TextString& directory : job.plan.newDirectories)
-    planned.push_back({ChangeKind::kMadeDirectory, WithoutTrailingSlashes(directory), TextString()});
+  std::set<std::u16string> present;  // folders that exist by the time an entry is reached
+  auto there = [&](const TextString& folder) {
+    const std::u16string key(folder.data(), folder.length());
+    if (present.count(key)) return true;
+    if (!Exists(folder)) return false;
+    present.insert(key);
+    return true;
+  };
   const size_t root = t.rootDirectory.length();
   for (const PlannedEntry& entry : job.plan.entries) {
     if (entry.action == PlanAction::kKeep) continue;
+    const size_t slash = entry.target.rfind(kSlash);
+    if (slash != TextString::npos && slash > 0 && !there(entry.target.substr(0, slash))) {
+      TextString level = entry.target.substr(0, slash);
+      for (size_t up; (up = level.rfind(kSlash)) != TextString::npos && up > 0 && !there(level.substr(0, up));)
+        level = level.substr(0, up);
+      planned.push_back({ChangeKind::kMadeDirectory, level, TextString()});
+      for (TextString folder = entry.target.substr(0, slash); folder.length() >= level.length();) {
+        present.insert(std::u16string(folder.data(), folder.length()));
+        const size_t up = folder.rfind(kSlash);
+        if (up == TextString::npos || up == 0) break;
+        folder = folder.substr(0, up);
+      }
+    }
     if (entry.action == PlanAction::kReplace)
       planned.push_back({ChangeKind::kMovedToBackup, entry.target, t.backupDirectory + entry.target.substr(root)});
     planned.push_back({ChangeKind::kWroteFile, entry.target, TextString()});
