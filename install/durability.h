@@ -13,6 +13,10 @@
 
 namespace kitsetup {
 
+// Writes all `size` bytes to `fd`, again after a signal or a partial write.
+// False when a write fails or writes nothing (a full disk).
+bool WriteFully(int fd, const char* data, size_t size);
+
 // The file's data and size on disk before anything written after it. 0 or an errno.
 int FlushFileData(int fd);
 

@@ -74,17 +74,6 @@ std::u16string Key(const TemplateChange& change) {
   return key;
 }
 
-bool WriteAll(int fd, const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t n = write(fd, data, size);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    data += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
-}
-
 }  // namespace
 
 uint32_t InstallJournal::Begin(const TextString& backup_directory, const TextString& template_directory,
@@ -146,7 +135,7 @@ uint32_t InstallJournal::MarkFinal() {
 }
 
 uint32_t InstallJournal::Write(const std::string& bytes) {
-  if (InjectedFileFault(FileOp::kWrite, path_.c_str()) || !WriteAll(fd_, bytes.data(), bytes.size()))
+  if (InjectedFileFault(FileOp::kWrite, path_.c_str()) || !WriteFully(fd_, bytes.data(), bytes.size()))
     return kErrInvalidParameter;
   if (InjectedFileFault(FileOp::kFlush, path_.c_str()) || FlushFileData(fd_) != 0) return kErrInvalidParameter;
   return kOk;
