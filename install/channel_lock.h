@@ -1,7 +1,7 @@
 // install/channel_lock.h: the channel's lock, a binary semaphore used as a
 // mutex. Linux has unnamed POSIX semaphores (sem_init); macOS does not
 // support them (sem_init fails there), so it uses a dispatch semaphore, which
-// has the same counting semantics. This is the one platform choice in install/.
+// has the same counting semantics.
 #ifndef KITSETUP_INSTALL_CHANNEL_LOCK_H
 #define KITSETUP_INSTALL_CHANNEL_LOCK_H
 

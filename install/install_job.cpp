@@ -10,6 +10,7 @@
 #include "core/error_codes.h"
 #include "core/messages.h"
 #include "install/progress_channel.h"
+#include "install/template_lock.h"
 #include "kit/distribution_kit.h"
 
 namespace kitsetup {
@@ -32,6 +33,7 @@ uint32_t RunInstallJob(InstallJob& job, ProgressChannel* channel) {
   DistributionKit* kit = nullptr;
   TextString directory;
   ReadRequest(channel, &kit, &directory);
+  if (uint32_t busy = HoldTemplateDirectory(job, directory)) return busy;
   if (kit == nullptr) {
     PostProgress(channel, kErrInvalidParameter, LookupMessage("IDS_INSTALL_ERROR"), 0);
     return kErrInvalidParameter;

@@ -67,19 +67,12 @@ bool EnoughFreeSpace(FileHandle output, uint64_t min_free) {
   return uint64_t{fs.f_bavail} * fs.f_frsize >= min_free;
 }
 
-// Inflation itself; `why` says what went wrong for the kit's problem line.
-uint32_t Inflate(const TextString& kit_path, const TextString& staging_path, std::string& why,
-                 bool& in_staging) {
+// Inflation into the open `output`, written from where it stands; `why` says
+// what went wrong for the kit's problem line.
+uint32_t InflateInto(const TextString& kit_path, FileHandle output, std::string& why) {
   FileHandle input = kNoHandle;
   if (uint32_t code = OpenFileHandle(kit_path, kAccessRead, 0, kDispositionOpenExisting, &input)) {
     why = code == kErrNotFound ? "the kit file does not exist" : "the kit file cannot be opened";
-    return code;
-  }
-  FileHandle output = kNoHandle;
-  if (uint32_t code = OpenFileHandle(staging_path, kAccessWrite, 0, kDispositionCreate, &output)) {
-    CloseFileHandle(input);
-    why = "the staging file cannot be opened for writing";
-    in_staging = true;
     return code;
   }
   // The kit's length as a 32-bit number; a kit of 4 GiB or more compressed
@@ -149,9 +142,37 @@ uint32_t Inflate(const TextString& kit_path, const TextString& staging_path, std
       inflateEnd(&zs);
     }
   }
-  CloseFileHandle(output);
   CloseFileHandle(input);
   return result;
+}
+
+uint32_t Inflate(const TextString& kit_path, const TextString& staging_path, std::string& why,
+                 bool& in_staging) {
+  FileHandle output = kNoHandle;
+  if (uint32_t code = OpenFileHandle(staging_path, kAccessWrite, 0, kDispositionCreate, &output)) {
+    why = "the staging file cannot be opened for writing";
+    in_staging = true;
+    return code;
+  }
+  uint32_t result = InflateInto(kit_path, output, why);
+  CloseFileHandle(output);
+  return result;
+}
+
+// The unnamed staging file: opened once, its name removed at once, the kit
+// inflated into it and read back through the same descriptor.
+uint32_t InflateUnnamed(DistributionKit& kit, const TextString& kit_path, KitProblem& p) {
+  if (uint32_t code = OpenFileHandle(kit.stagingPath, kAccessReadWrite, 0, kDispositionOpenExisting,
+                                     &kit.dataHandle)) {
+    p.what = "the staging file cannot be opened";
+    p.inStaging = true;
+    return code;
+  }
+  RemoveFile(kit.stagingPath);
+  kit.stagingPath.clear();
+  if (uint32_t code = InflateInto(kit_path, kit.dataHandle, p.what)) return code;
+  SeekFileHandle(kit.dataHandle, 0, nullptr, kSeekBegin);
+  return kOk;
 }
 
 }  // namespace
@@ -181,8 +202,12 @@ uint32_t LoadKit(DistributionKit& kit, const TextString& kit_path, KitProblem* p
     p.what = "cannot create a staging file in the temporary directory";
     p.inStaging = true;
   }
-  if (!code) code = Inflate(kit_path, kit.stagingPath, p.what, p.inStaging);
-  if (!code) {
+  if (!code && kit.unnamedStaging) {
+    code = InflateUnnamed(kit, kit_path, p);
+  } else if (!code) {
+    code = Inflate(kit_path, kit.stagingPath, p.what, p.inStaging);
+  }
+  if (!code && kit.dataHandle == kNoHandle) {
     code = OpenFileHandle(kit.stagingPath, kAccessReadWrite, 0, kDispositionOpenExisting, &kit.dataHandle);
     if (code) {
       p.what = "the staging file cannot be opened";

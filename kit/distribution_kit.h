@@ -41,6 +41,11 @@ struct DistributionKit {
   // unpacked kit (0 legacy, else counted table) and the staging file's size.
   uint32_t descriptionFormat = 0;
   uint64_t unpackedSize = 0;
+  // Set before LoadKit (kittool does): the staging file loses its name as
+  // soon as it is open, so it never outlives the process, even a killed one;
+  // stagingPath is then empty once loading has begun. The installer keeps
+  // the named file.
+  bool unnamedStaging = false;
 
   DistributionKit();
   ~DistributionKit();  // frees the buffer; neither closes dataHandle nor removes the staging file

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "core/error_codes.h"
@@ -19,6 +21,11 @@ constexpr size_t kIoSize = 256 * 1024;
 uint32_t Fail(std::string* error, const std::string& what, uint32_t code) {
   if (error) *error = what;
   return code;
+}
+
+// The failed write named with the OS error that is still in errno.
+uint32_t WriteFailed(std::string* error, const std::string& what) {
+  return Fail(error, "cannot write " + what + ": " + std::strerror(errno), kErrInvalidParameter);
 }
 
 uint32_t ErrnoCode() { return errno == ENOENT ? kErrNotFound : kErrInvalidParameter; }
@@ -185,12 +192,12 @@ template <typename Sink>
 uint32_t KitBuilder::Emit(Sink& sink, std::string* error) const {
   std::string table;
   if (uint32_t code = BuildTable(table, error)) return code;
-  if (!sink.Put(table.data(), table.size())) return Fail(error, "cannot write the kit", kErrInvalidParameter);
+  if (!sink.Put(table.data(), table.size())) return WriteFailed(error, "the kit");
   std::vector<unsigned char> buffer;
   for (const Entry& e : entries_) {
     if (e.source.empty()) {
       if (!sink.Put(e.bytes.data(), e.bytes.size())) {
-        return Fail(error, "cannot write the kit", kErrInvalidParameter);
+        return WriteFailed(error, "the kit");
       }
       continue;
     }
@@ -200,6 +207,10 @@ uint32_t KitBuilder::Emit(Sink& sink, std::string* error) const {
     uint64_t left = e.size;
     uint32_t code = kOk;
     while (code == kOk) {
+      if (stop_ && *stop_) {
+        code = Fail(error, "interrupted", kErrCancelled);
+        break;
+      }
       ssize_t n = read(fd, buffer.data(), buffer.size());
       if (n < 0 && errno == EINTR) continue;
       if (n < 0) {
@@ -210,7 +221,7 @@ uint32_t KitBuilder::Emit(Sink& sink, std::string* error) const {
         if (left) code = Fail(error, e.source + " shrank while it was packed", kErrInvalidParameter);
         break;
       } else if (!sink.Put(buffer.data(), static_cast<size_t>(n))) {
-        code = Fail(error, "cannot write the kit", kErrInvalidParameter);
+        code = WriteFailed(error, "the kit");
       } else {
         left -= static_cast<uint64_t>(n);
       }
@@ -228,20 +239,46 @@ uint32_t KitBuilder::Unpacked(std::string& out, std::string* error) const {
 }
 
 uint32_t KitBuilder::WriteTo(const std::string& kit_path, std::string* error) const {
-  int fd = open(kit_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  if (fd < 0) return Fail(error, "cannot create " + kit_path + ": " + std::strerror(errno), ErrnoCode());
-  uint32_t code;
-  {
+  const size_t slash = kit_path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : kit_path.substr(0, slash + 1);
+  const std::string base = slash == std::string::npos ? kit_path : kit_path.substr(slash + 1);
+  std::string temp = directory + (directory.back() == '/' ? "" : "/") + "." + base + ".XXXXXX";
+  int fd = mkstemp(&temp[0]);
+  if (fd < 0) {
+    return Fail(error, "cannot create a temporary file in " + directory + ": " + std::strerror(errno),
+                ErrnoCode());
+  }
+  // mkstemp makes the file 0600; a kit is for others to read, as a file
+  // created with open(0644) under the umask would be.
+  const mode_t mask = umask(0);
+  umask(mask);
+  uint32_t code = kOk;
+  if (fchmod(fd, 0644 & ~mask) != 0) {
+    code = Fail(error, "cannot set the mode of " + temp + ": " + std::strerror(errno), kErrInvalidParameter);
+  }
+  if (code == kOk) {
     DeflateSink sink(fd, level_, strategy_);
     if (!sink.ok()) {
       code = Fail(error, "cannot start the compressor (bad level or strategy?)", kErrInvalidParameter);
     } else {
       code = Emit(sink, error);
-      if (code == kOk && !sink.Finish()) code = Fail(error, "cannot write " + kit_path, kErrInvalidParameter);
+      if (code == kOk && !sink.Finish()) {
+        code = WriteFailed(error, temp);
+      }
     }
   }
-  if (close(fd) != 0 && code == kOk) code = Fail(error, "cannot write " + kit_path, kErrInvalidParameter);
-  if (code) unlink(kit_path.c_str());
+  // The rename must not make a kit whose bytes are still only in the cache.
+  if (code == kOk && fsync(fd) != 0) {
+    code = WriteFailed(error, temp);
+  }
+  if (close(fd) != 0 && code == kOk) {
+    code = WriteFailed(error, temp);
+  }
+  if (code == kOk && rename(temp.c_str(), kit_path.c_str()) != 0) {
+    code = Fail(error, "cannot rename " + temp + " to " + kit_path + ": " + std::strerror(errno),
+                kErrInvalidParameter);
+  }
+  if (code) unlink(temp.c_str());
   return code;
 }
 

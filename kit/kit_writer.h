@@ -12,6 +12,7 @@
 
 #include <zlib.h>
 
+#include <csignal>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ class KitBuilder {
   void SetLevel(int level) { level_ = level; }
   // A zlib strategy: Z_DEFAULT_STRATEGY, Z_FIXED (fixed Huffman blocks), ...
   void SetStrategy(int strategy) { strategy_ = strategy; }
+  // When set, WriteTo checks *flag between reads of the source files and
+  // gives up with 1223 once it is non-zero (kittool's signal handlers set it).
+  void SetStopFlag(const volatile std::sig_atomic_t* flag) { stop_ = flag; }
 
   void AddDescription(const KitDescription& description) { descriptions_.push_back(description); }
   void AddEntry(const TextString& name, std::string bytes, uint64_t write_time);
@@ -44,11 +48,14 @@ class KitBuilder {
   // 0, or as WriteTo.
   uint32_t Unpacked(std::string& out, std::string* error = nullptr) const;
 
-  // Writes the kit to `kit_path` (replacing it). 0; 87 when the builder is
-  // inconsistent (legacy without exactly one description, more data than a
-  // kit can address) or a source file changed since AddFile; 2 or 87 when a
-  // file cannot be read or the kit cannot be written. `error`, when given,
-  // says what failed. A partly written kit is removed.
+  // Writes the kit to a temporary file beside `kit_path`, flushes it and
+  // renames it over `kit_path` only when it is complete, so that a failure
+  // or an interruption leaves an existing kit untouched and no temporary
+  // file behind. 0; 87 when the builder is inconsistent (legacy without
+  // exactly one description, more data than a kit can address) or a source
+  // file changed since AddFile; 2 or 87 when a file cannot be read or the kit
+  // cannot be written; 1223 when the stop flag was raised. `error`, when
+  // given, says what failed, with the OS error.
   uint32_t WriteTo(const std::string& kit_path, std::string* error = nullptr) const;
 
  private:
@@ -66,6 +73,7 @@ class KitBuilder {
   bool legacy_ = false;
   int level_ = Z_DEFAULT_COMPRESSION;
   int strategy_ = Z_DEFAULT_STRATEGY;
+  const volatile std::sig_atomic_t* stop_ = nullptr;
   std::vector<KitDescription> descriptions_;
   std::vector<Entry> entries_;
 };

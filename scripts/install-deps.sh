@@ -11,6 +11,12 @@ packages=(
   xvfb xdotool imagemagick x11-utils openbox fonts-dejavu-core
   locales python3
 )
+# Needed by tests only: the fleet roll-out test runs the playbook of
+# docs/deploy.md with a real Ansible.
+test_packages=(
+  ansible-core
+)
+packages+=("${test_packages[@]}")
 
 missing=()
 for p in "${packages[@]}"; do

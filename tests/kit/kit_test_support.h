@@ -18,6 +18,21 @@ class ScopedTmpdir {
  public:
   const std::string& path() const { return dir_.path(); }
 
+  // The size of the staging file that process `pid` holds open in this
+  // directory (named or not), from /proc; -1 when it holds none.
+  int64_t OpenStagingBytes(pid_t pid) const {
+    const std::string fds = "/proc/" + std::to_string(pid) + "/fd";
+    const std::string prefix = path() + "/edf";
+    for (const std::string& fd : testsupport::ListNames(fds)) {
+      char target[4096];
+      const ssize_t n = readlink((fds + "/" + fd).c_str(), target, sizeof target);
+      struct stat info;
+      if (n > 0 && std::string(target, size_t(n)).rfind(prefix, 0) == 0 && stat((fds + "/" + fd).c_str(), &info) == 0)
+        return info.st_size;
+    }
+    return -1;
+  }
+
   // Names in the directory that start with "edf".
   std::vector<std::string> StagingFiles() const {
     std::vector<std::string> names;

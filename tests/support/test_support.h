@@ -10,6 +10,8 @@
 
 #include <stdlib.h>
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -212,6 +214,47 @@ inline std::string RunInChild(const std::function<std::string()>& body) {
   const bool clean = pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) && WEXITSTATUS(status) == 0;
   return clean ? out : out + "<child failed>";
 }
+
+// Another process holding an exclusive flock on a directory until the
+// object goes, as a second installer would.
+class LockHolder {
+ public:
+  explicit LockHolder(const std::string& directory) {
+    int ready[2], release[2];
+    if (pipe(ready) != 0 || pipe(release) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      close(ready[0]);
+      close(release[1]);
+      const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY);
+      const char held = fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0 ? 1 : 0;
+      if (write(ready[1], &held, 1) != 1) _exit(1);
+      char ignored;
+      while (read(release[0], &ignored, 1) > 0) {
+      }
+      _exit(0);
+    }
+    close(ready[1]);
+    close(release[0]);
+    release_ = release[1];
+    char held = 0;
+    held_ = pid_ > 0 && read(ready[0], &held, 1) == 1 && held == 1;
+    close(ready[0]);
+  }
+  ~LockHolder() {
+    if (release_ >= 0) close(release_);
+    if (pid_ > 0) waitpid(pid_, nullptr, 0);
+  }
+  LockHolder(const LockHolder&) = delete;
+  LockHolder& operator=(const LockHolder&) = delete;
+
+  bool held() const { return held_; }
+
+ private:
+  pid_t pid_ = -1;
+  int release_ = -1;
+  bool held_ = false;
+};
 
 // Everything written to standard error (by this process or its children)
 // while body runs.

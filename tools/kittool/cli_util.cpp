@@ -1,8 +1,5 @@
 #include "tools/kittool/cli_util.h"
 
-#include <signal.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,19 +10,11 @@
 #include "core/file_system.h"
 #include "core/utf8.h"
 #include "kit/file_handle.h"
+#include "tools/kittool/cli_report.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/interrupts.h"
 
 namespace kittool {
-
-namespace {
-
-volatile std::sig_atomic_t g_signal = 0;
-
-const int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
-
-void OnStopSignal(int signal_number) { g_signal = signal_number; }
-
-}  // namespace
 
 std::string JsonString(const kitsetup::TextString& text) {
   std::string out = "\"";
@@ -54,25 +43,6 @@ bool IsHelpOption(const char* arg) { return !std::strcmp(arg, "--help") || !std:
 
 void EnsureUtf8Locale() { kitsetup::PrepareLocaleEnvironment(kitsetup::ByteString()); }
 
-void CatchStopSignals() {
-  struct sigaction action;
-  std::memset(&action, 0, sizeof action);
-  action.sa_handler = OnStopSignal;
-  sigemptyset(&action.sa_mask);
-  for (int s : kStopSignals) sigaction(s, &action, nullptr);
-  kitsetup::SetInflateStopFlag(&g_signal);
-}
-
-int CaughtSignal() { return g_signal; }
-
-void DieOfCaughtSignal() {
-  int s = g_signal ? static_cast<int>(g_signal) : SIGTERM;
-  std::fflush(nullptr);
-  signal(s, SIG_DFL);
-  raise(s);
-  _exit(128 + s);
-}
-
 void DiscardStaging(kitsetup::DistributionKit& kit) {
   if (kit.dataHandle != kitsetup::kNoHandle) {
     kitsetup::CloseFileHandle(kit.dataHandle);
@@ -88,18 +58,21 @@ int LoadFailureExit(const kitsetup::KitProblem& problem) {
   return problem.inStaging ? kExitFailed : kExitBadKit;
 }
 
-int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit) {
-  CatchStopSignals();
-  kitsetup::KitProblem problem;
-  const uint32_t code =
-      kitsetup::LoadKit(kit, kitsetup::FromLocaleBytes(kit_path, std::strlen(kit_path)), &problem);
-  if (CaughtSignal()) {
+int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit,
+                      kitsetup::KitProblem* problem, uint32_t* code) {
+  kitsetup::KitProblem found;
+  kit.unnamedStaging = true;
+  const uint32_t result =
+      kitsetup::LoadKit(kit, kitsetup::FromLocaleBytes(kit_path, std::strlen(kit_path)), &found);
+  if (Interrupted()) {
     DiscardStaging(kit);
-    DieOfCaughtSignal();
+    return InterruptedExit();
   }
-  if (code == kitsetup::kOk) return kExitOk;
-  std::fprintf(stderr, "kittool %s: %s: %s (error %u)\n", command, kit_path, problem.what.c_str(), code);
-  return LoadFailureExit(problem);
+  if (problem) *problem = found;
+  if (code) *code = result;
+  if (result == kitsetup::kOk) return kExitOk;
+  ReportError(command, kit_path, found.what, result);
+  return LoadFailureExit(found);
 }
 
 }  // namespace kittool

@@ -1,9 +1,9 @@
 // tools/kittool/cli_util.h: pieces the kit commands share: text for the
-// terminal and for JSON, and the signal handling that lets a command remove
-// its staging file before it dies.
+// terminal and for JSON, the locale, and loading a kit.
 #ifndef KITSETUP_TOOLS_KITTOOL_CLI_UTIL_H
 #define KITSETUP_TOOLS_KITTOOL_CLI_UTIL_H
 
+#include <csignal>
 #include <string>
 
 #include "core/text_string.h"
@@ -25,23 +25,17 @@ bool IsHelpOption(const char* arg);
 // macOS) rather than the C locale, which cannot convert anything beyond ASCII.
 void EnsureUtf8Locale();
 
-// SIGINT, SIGTERM, SIGHUP and SIGPIPE are recorded instead of ending the
-// process, and a running inflation is asked to stop. The command then cleans
-// up and calls DieOfCaughtSignal().
-void CatchStopSignals();
-int CaughtSignal();
-// Ends the process by the recorded signal, with its default action.
-[[noreturn]] void DieOfCaughtSignal();
-
 // Closes the kit's staging file and removes it (LoadKit leaves it in place
 // after a successful load, for the install worker).
 void DiscardStaging(kitsetup::DistributionKit& kit);
 
-// Loads KIT as the installer does, with the stop signals caught: a signal
-// during the load removes the staging file and ends the process by it.
-// Returns kExitOk, or the exit code after one line on standard error
-// ("kittool COMMAND: KIT: what is wrong (error N)").
-int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit);
+// Loads KIT as the installer does, into an unnamed staging file. Returns
+// kExitOk; 128 + the signal when one interrupted the load (nothing printed);
+// or the exit code after one line on standard error ("kittool COMMAND: KIT:
+// what is wrong (error N: meaning)"); `problem` and `code`, when given,
+// receive what was wrong.
+int LoadKitForCommand(const char* command, const char* kit_path, kitsetup::DistributionKit& kit,
+                      kitsetup::KitProblem* problem = nullptr, uint32_t* code = nullptr);
 
 // The exit code for a failed LoadKit: 3 when the kit is missing or damaged,
 // 1 when the temporary directory let us down.

@@ -20,11 +20,14 @@
 #include "core/file_system.h"
 #include "core/messages.h"
 #include "install/progress_channel.h"
+#include "install/template_lock.h"
 #include "install/worker_thread.h"
 #include "kit/distribution_kit.h"
 #include "kit/file_handle.h"
 #include "launcher/template_dirs.h"
+#include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
+#include "tools/kittool/interrupts.h"
 
 namespace kittool {
 namespace {
@@ -36,8 +39,9 @@ const char kInstallUsage[] =
     "\n"
     "Installs every file of KIT into TEMPLATE_DIR. Files that are as new as the\n"
     "kit's are kept; replaced files are backed up and put back if the\n"
-    "installation fails or is interrupted (Ctrl-C), and whatever it created is\n"
-    "removed again, so TEMPLATE_DIR is then exactly as before.\n"
+    "installation fails or is interrupted (Ctrl-C, SIGTERM, SIGHUP, a closed pipe),\n"
+    "and whatever it created is removed again, so TEMPLATE_DIR is then exactly\n"
+    "as before. Only one installation into TEMPLATE_DIR runs at a time.\n"
     "\n"
     "  --quiet     print errors only\n"
     "  --register  on success, put TEMPLATE_DIR first in the launcher's list of\n"
@@ -46,12 +50,9 @@ const char kInstallUsage[] =
     "An installation that a crash or a kill cut short (into any directory) is\n"
     "rolled back first: see 'kittool recover'.\n"
     "\n"
-    "Exit codes: 0 installed, 1 failed or interrupted, 2 bad usage,\n"
-    "3 kit missing or damaged.\n";
-
-volatile sig_atomic_t g_signal = 0;
-
-void OnSignal(int signal_number) { g_signal = signal_number; }
+    "Exit codes: 0 installed, 1 failed, 2 bad usage, 3 kit missing or damaged,\n"
+    "4 another installation into TEMPLATE_DIR is running, 128 + N interrupted\n"
+    "by signal N (rolled back).\n";
 
 // UTF-8 for the terminal, converted without the locale: the locale
 // conversions switch the process locale, which the worker thread is doing at
@@ -241,24 +242,19 @@ void PrintError(uint32_t code, const TextString& text) {
   std::fprintf(stderr, "error %u: %s\n", code, Bytes(text).c_str());
 }
 
-
-// From the start of the run to the end of the process: a second Ctrl-C
-// while a cancelled run is being reported must not kill the report.
-void CatchRunSignals() {
-  struct sigaction action {};
-  action.sa_handler = OnSignal;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+// A volume that cannot lock is said once, however many holders try.
+void PrintLockWarning(const std::string& text) {
+  static std::string last;
+  if (text == last) return;
+  last = text;
+  std::fprintf(stderr, "kittool install: warning: %s\n", text.c_str());
 }
 
-// The worker is started with SIGINT and SIGTERM blocked, so the signals
-// reach the main thread and never interrupt the job's own calls.
+// The worker is started with the interrupt signals blocked, so they reach
+// the main thread and never interrupt the job's own calls.
 void StartWorkerShielded(kitsetup::WorkerThread* worker, kitsetup::ProgressChannel* channel) {
   sigset_t block, previous;
-  sigemptyset(&block);
-  sigaddset(&block, SIGINT);
-  sigaddset(&block, SIGTERM);
+  InterruptSignals(&block);
   pthread_sigmask(SIG_BLOCK, &block, &previous);
   kitsetup::StartWorker(worker, channel);
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
@@ -312,13 +308,29 @@ int RunInstall(int argc, char** argv) {
 
   kitsetup::SetCurrentLanguage(kitsetup::LanguageFromCode(kitsetup::ByteString("en")));
 
+  // The directory is ours before the kit is unpacked, so a second installer
+  // is turned away at once; the job shares this lock and keeps it to its end.
+  TextString directory = Text(operands[1]);
+  kitsetup::SetTemplateLockWarningSink(PrintLockWarning);
+  kitsetup::TemplateLock lock;
+  if (lock.Acquire(directory) != kitsetup::kOk) {
+    std::fprintf(stderr, "kittool install: %s\n", kitsetup::TemplateBusyMessage(directory).c_str());
+    return kExitBusy;
+  }
+  if (!lock.warning().empty()) PrintLockWarning(lock.warning());
+
   // An install that a crash cut short is undone before anything else runs.
   ReportRecoveries("install", TextString());
 
   kitsetup::DistributionKit kit;
+  kit.unnamedStaging = true;
   kitsetup::KitProblem problem;
   TextString kit_path = Text(operands[0]);
   uint32_t code = kitsetup::LoadKit(kit, kit_path, &problem);
+  if (Interrupted()) {
+    DiscardStaging(kit);
+    return InterruptedExit();
+  }
   if (code != kitsetup::kOk) {
     bool missing = access(operands[0], F_OK) != 0;
     PrintError(code, kitsetup::LookupMessage(missing ? "IDS_ERROR_NOSOURCE" : "IDS_ERROR_DAMAGEDSOURCE"));
@@ -328,7 +340,6 @@ int RunInstall(int argc, char** argv) {
 
   kitsetup::ProgressChannel channel;
   kitsetup::InitChannel(&channel);
-  TextString directory = Text(operands[1]);
   kitsetup::StartRequest(&channel, &kit, directory);
   TextString requested;
   kitsetup::ReadRequest(&channel, nullptr, &requested);
@@ -338,7 +349,6 @@ int RunInstall(int argc, char** argv) {
   kitsetup::SetProgressObserver(&channel, &PostFeed::Observe, &feed);
   uint32_t result = kitsetup::kOk;
   {
-    CatchRunSignals();
     kitsetup::WorkerThread worker;
     worker.singleRun = true;
     worker.finishPauseMs = 0;  // nothing to look at: kittool ends at once
@@ -350,9 +360,11 @@ int RunInstall(int argc, char** argv) {
       result = kitsetup::kErrInvalidParameter;
     } else {
       while (!worker.finished) {
-        if (g_signal && !worker.stop) {
+        if (Interrupted() && !worker.stop) {
           // The job stops after its current file and rolls back; the loop
           // goes on to show the rollback.
+          view.EndLine();
+          if (Interrupted() != SIGPIPE) std::fprintf(stderr, "kittool install: interrupted, rolling back\n");
           kitsetup::RequestStop(&worker);
           kitsetup::SetCancel(&channel, 1);
         }
@@ -365,7 +377,9 @@ int RunInstall(int argc, char** argv) {
       feed.Drain(view);
       view.EndLine();
       rollback.Show(quiet);
-      if (result != kitsetup::kOk && result != kitsetup::kErrCancelled) {
+      if (result == kitsetup::kErrSharingViolation) {
+        std::fprintf(stderr, "kittool install: %s\n", kitsetup::TemplateBusyMessage(directory).c_str());
+      } else if (result != kitsetup::kOk && result != kitsetup::kErrCancelled) {
         uint32_t posted = 0;
         TextString text;
         kitsetup::ReadProgress(&channel, &posted, &text, nullptr);
@@ -377,15 +391,13 @@ int RunInstall(int argc, char** argv) {
   }
   kitsetup::SetProgressObserver(&channel, nullptr, nullptr);
 
-  // The staging file is this run's alone: remove it whatever the outcome.
-  kitsetup::CloseFileHandle(kit.dataHandle);
-  kit.dataHandle = kitsetup::kNoHandle;
-  kitsetup::RemoveFile(kit.stagingPath);
+  DiscardStaging(kit);
 
   if (result == kitsetup::kErrCancelled) {
-    PrintError(result, kitsetup::LookupMessage("IDS_CANCEL_FINISH"));
-    return kExitFailed;
+    if (Interrupted() != SIGPIPE) PrintError(result, kitsetup::LookupMessage("IDS_CANCEL_FINISH"));
+    return Interrupted() ? InterruptedExit() : kExitFailed;
   }
+  if (result == kitsetup::kErrSharingViolation) return kExitBusy;
   if (result != kitsetup::kOk) return kExitFailed;
   if (register_dir) return Register(requested, quiet);
   return kExitOk;
