@@ -97,4 +97,8 @@ void LogResult(uint32_t code) {
 
 void LogSaved(const TextString& path) { LogTextEvent("saved", path); }
 
+void LogRecovered(const TextString& dir) { LogTextEvent("recovered", dir); }
+
+void LogRecoveryIncomplete(const std::string& utf8) { WriteLine(Line("recovery incomplete") + utf8); }
+
 }  // namespace kitsetup

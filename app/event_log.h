@@ -7,6 +7,7 @@
 #define KITSETUP_APP_EVENT_LOG_H
 
 #include <cstdint>
+#include <string>
 
 #include "core/messages.h"
 #include "core/text_string.h"
@@ -20,6 +21,8 @@ void LogMessage(uint32_t type, const TextString& text);    // kitsetup: message 
 void LogPage(const char* page);  // kitsetup: page <welcome|destination|progress|success|failure>
 void LogResult(uint32_t code);                             // kitsetup: result <code>
 void LogSaved(const TextString& path);                     // kitsetup: saved <configuration path>
+void LogRecovered(const TextString& dir);                  // kitsetup: recovered <template directory>
+void LogRecoveryIncomplete(const std::string& utf8);       // kitsetup: recovery incomplete <what, where>
 
 }  // namespace kitsetup
 

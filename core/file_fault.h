@@ -26,6 +26,12 @@ using FileFaultHook = int (*)(FileOp op, const char* path);
 
 void SetFileFaultHook(FileFaultHook hook);
 
+// For crash tests of whole processes: KITSETUP_FAIL_AT=n makes the n-th
+// operation (counted from 1, every kind, all threads) fail with EIO, and
+// KITSETUP_CRASH_AT=m kills the process with SIGKILL just before the m-th.
+// Without either variable nothing is set and nothing costs.
+void ArmFileFaultsFromEnvironment();
+
 namespace detail {
 extern std::atomic<FileFaultHook> g_file_fault_hook;
 }

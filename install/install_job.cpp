@@ -47,6 +47,7 @@ uint32_t RunInstallJob(InstallJob& job, ProgressChannel* channel) {
     return code;
   }
   code = BeginTransaction(job, directory);
+  if (code == kOk) code = BeginJournal(job, kit->stagingPath);
   if (code != kOk) return ReportInstallError(job, code, 0);
 
   const size_t count = kit->entries.size();
@@ -79,7 +80,8 @@ uint32_t RunInstallJob(InstallJob& job, ProgressChannel* channel) {
     if (IsCancelled(channel)) return Rollback(job, kErrCancelled);
   }
 
-  DeleteTree(job, job.transactions.back().backupDirectory);
+  code = CommitTransaction(job);
+  if (code != kOk) return ReportInstallError(job, code, 100);
   PostProgress(channel, kOk, LookupMessage("IDS_INSTALL_FINISH"), 100);
   if (job.finishPauseMs) usleep(job.finishPauseMs * 1000);
   return kOk;

@@ -26,6 +26,7 @@ namespace kitsetup {
 
 struct DistributionKit;
 struct ProgressChannel;
+class InstallJournal;
 class TemplateLock;
 
 struct InstallTransaction {
@@ -35,6 +36,9 @@ struct InstallTransaction {
   std::vector<TextString> createdFiles;        // files written where none stood
   std::vector<TemplateChange> changes;         // every change, in the order made
   bool backupKept = false;  // a rollback could not put every file back
+  // The crash record in the backup directory (install_journal.h), locked
+  // while the run lives; none before BeginJournal or without a backup directory.
+  std::shared_ptr<InstallJournal> journal;
 };
 
 struct InstallJob {
@@ -68,6 +72,17 @@ uint32_t ReportInstallError(InstallJob& job, uint32_t code, int32_t percent);
 // fresh backup directory "<temp>/r4stp<n>/". 0, or the code of the directory
 // that could not be made (3, 87).
 uint32_t BeginTransaction(InstallJob& job, const TextString& directory);
+
+// Writes the last transaction's journal: the template directory, the kit's
+// staging file and every change the plan foresees, on disk before the first
+// change. 0, or 87 when it could not be written (nothing changed yet).
+uint32_t BeginJournal(InstallJob& job, const TextString& staging_path);
+
+// Ends a run whose every entry is in place: the written files flushed to
+// disk, the journal marked final, then the backup directory removed (its
+// journal last). 0, or 87 when the flush or the journal failed (the run then
+// rolls back).
+uint32_t CommitTransaction(InstallJob& job);
 
 // Moves `target` whole to the same relative place under the backup
 // directory. 0; 2 (or 3) only when nothing exists at the target; 87 when an

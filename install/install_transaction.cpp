@@ -4,13 +4,17 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <set>
+#include <string>
 
 #include "core/directory_listing.h"
 #include "core/encoding.h"
 #include "core/error_codes.h"
 #include "core/file_system.h"
 #include "core/utf8.h"
+#include "install/durability.h"
 #include "install/install_job.h"
+#include "install/install_journal.h"
 #include "install/safe_move.h"
 
 namespace kitsetup {
@@ -112,6 +116,65 @@ uint32_t BeginTransaction(InstallJob& job, const TextString& directory) {
   return EnsureBackupDirectory(job, t.backupDirectory);
 }
 
+uint32_t BeginJournal(InstallJob& job, const TextString& staging_path) {
+  InstallTransaction& t = Current(job);
+  if (t.backupDirectory.empty()) return kOk;
+  // The plan knows every change before the first: one batch, one flush.
+  // The folders are listed as the run will record them (the highest level
+  // missing when its first file comes), each before its files, and each
+  // backup before its write, so that undoing the records newest first
+  // undoes a file before its folder.
+  std::vector<TemplateChange> planned;
+  std::set<std::u16string> present;  // folders that exist by the time an entry is reached
+  auto there = [&](const TextString& folder) {
+    const std::u16string key(folder.data(), folder.length());
+    if (present.count(key)) return true;
+    if (!Exists(folder)) return false;
+    present.insert(key);
+    return true;
+  };
+  const size_t root = t.rootDirectory.length();
+  for (const PlannedEntry& entry : job.plan.entries) {
+    if (entry.action == PlanAction::kKeep) continue;
+    const size_t slash = entry.target.rfind(kSlash);
+    if (slash != TextString::npos && slash > 0 && !there(entry.target.substr(0, slash))) {
+      TextString level = entry.target.substr(0, slash);
+      for (size_t up; (up = level.rfind(kSlash)) != TextString::npos && up > 0 && !there(level.substr(0, up));)
+        level = level.substr(0, up);
+      planned.push_back({ChangeKind::kMadeDirectory, level, TextString()});
+      for (TextString folder = entry.target.substr(0, slash); folder.length() >= level.length();) {
+        present.insert(std::u16string(folder.data(), folder.length()));
+        const size_t up = folder.rfind(kSlash);
+        if (up == TextString::npos || up == 0) break;
+        folder = folder.substr(0, up);
+      }
+    }
+    if (entry.action == PlanAction::kReplace)
+      planned.push_back({ChangeKind::kMovedToBackup, entry.target, t.backupDirectory + entry.target.substr(root)});
+    planned.push_back({ChangeKind::kWroteFile, entry.target, TextString()});
+  }
+  auto journal = std::make_shared<InstallJournal>();
+  const uint32_t code = journal->Begin(t.backupDirectory, t.rootDirectory, staging_path, planned);
+  if (code == kOk) t.journal = std::move(journal);
+  return code;
+}
+
+uint32_t CommitTransaction(InstallJob& job) {
+  InstallTransaction& t = Current(job);
+  if (!t.journal) return kOk;
+  // The new files are on disk before the backups of the old ones go.
+  std::vector<TextString> written;
+  for (const TemplateChange& change : t.changes)
+    if (change.kind == ChangeKind::kWroteFile) written.push_back(change.path);
+  uint32_t code = FlushWrittenFiles(t.rootDirectory, written);
+  if (code == kOk) code = t.journal->MarkFinal();
+  if (code != kOk) return code;
+  t.changes.clear();
+  RemoveBackupDirectory(t.backupDirectory);
+  t.journal.reset();
+  return kOk;
+}
+
 uint32_t BackupFile(InstallJob& job, const TextString& target) {
   InstallTransaction& t = Current(job);
   // Only a target where nothing exists has nothing to back up; every other
@@ -160,11 +223,18 @@ uint32_t Rollback(InstallJob& job, uint32_t code) {
                  Utf8(change.path).c_str(), Utf8(change.backupPath).c_str());
   }
   if (stranded) {
+    // The journal stays unfinished: the next start tries the restore again.
     t.backupKept = true;
     std::fprintf(stderr, "kitsetup: the backup directory %s is kept\n", Utf8(t.backupDirectory).c_str());
+  } else if (t.journal) {
+    // What was put back is on disk before its backup goes; a crash from
+    // here on leaves a final journal, and recovery only removes the rest.
+    if (FlushWrittenFiles(t.rootDirectory, std::vector<TextString>()) == kOk) t.journal->MarkFinal();
+    RemoveBackupDirectory(t.backupDirectory);
   } else if (!t.backupDirectory.empty()) {
     DeleteTree(job, t.backupDirectory);
   }
+  t.journal.reset();
   return code;
 }
 

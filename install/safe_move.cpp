@@ -13,6 +13,7 @@
 #include "core/error_codes.h"
 #include "core/file_fault.h"
 #include "core/file_system.h"
+#include "install/durability.h"
 #include "install/stat_times.h"
 
 namespace kitsetup {
@@ -21,17 +22,6 @@ namespace {
 bool Exists(const char* path) {
   struct stat info {};
   return lstat(path, &info) == 0;
-}
-
-bool WriteAll(int fd, const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t n = write(fd, data, size);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    data += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
 }
 
 // Copies the regular file `from` to the new file `part`: every byte, the
@@ -52,7 +42,7 @@ bool CopyInto(const char* from, const struct stat& info, const std::string& part
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) ok = false;
     if (n <= 0) break;
-    if (!WriteAll(out, buffer, static_cast<size_t>(n))) {
+    if (!WriteFully(out, buffer, static_cast<size_t>(n))) {
       ok = false;
       break;
     }

@@ -12,6 +12,7 @@
 #include "core/file_fault.h"
 #include "core/file_system.h"
 #include "install/install_job.h"
+#include "install/install_journal.h"
 #include "install/safe_move.h"
 
 namespace kitsetup {
@@ -54,7 +55,8 @@ uint32_t RecordChange(InstallJob& job, ChangeKind kind, const TextString& path,
   if (kind == ChangeKind::kMadeDirectory) t.createdDirectories.push_back(path);
   if (kind == ChangeKind::kWroteFile && !replaces) t.createdFiles.push_back(path);
   t.changes.push_back({kind, path, backup_path});
-  return kOk;
+  // On disk before the change is made; the plan's changes already are.
+  return t.journal ? t.journal->Record(t.changes.back()) : kOk;
 }
 
 std::vector<TemplateChange> UndoChanges(const std::vector<TemplateChange>& changes,

@@ -6,6 +6,7 @@
 
 #include "app/command_line.h"
 #include "app/pre_install.h"
+#include "app/startup_recovery.h"
 #include "core/encoding.h"
 #include "core/messages.h"
 #include "ui/installer_dialog.h"
@@ -42,6 +43,7 @@ int RunInstaller(StartupRecord& startup) {
   const ShowMessageFn show = [dialog](const TextString& text, uint32_t type) {
     return ShowMessage(dialog, text, type);
   };
+  RecoverInterruptedRuns();
   if (!PrepareInstall(*dialog, show)) {
     delete dialog;
     return 0;

@@ -268,5 +268,103 @@ TEST_F(KittoolRun, ASecondInstallerIsRefusedAndTheFirstCompletes) {
   EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
 }
 
+// An upgrade killed (SIGKILL, as a crash or a power loss would end it) before
+// each of its file operations in turn: while it backs up, between writes,
+// right before the journal's final record, while it removes its backup; and,
+// with an operation failing first, during its rollback. Whoever comes next
+// (kittool recover, or the next install) first puts the old tree back
+// exactly, unless the run had already marked its journal final, and leaves
+// nothing of the killed run in TMPDIR; the next install then gives exactly
+// the new tree. A recovery killed in turn is simply recovered again.
+TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
+  Source("a.txt", "new a", kT0 + 50);
+  Source("keep.txt", "kit's keep", kT0);
+  Source("dir/b.txt", std::string(3000, 'b'), kT0 + 50);
+  Source("fresh/deep/c.txt", "c", kT0 + 50);
+  Pack();
+  auto user_tree = [&](const std::string& dir) {
+    RunShell("rm -rf '" + dir + "'");
+    WriteFile(dir + "/a.txt", "old a", kT0);
+    WriteFile(dir + "/keep.txt", "user's newer keep", kT0 + 99);
+    WriteFile(dir + "/dir/b.txt", "old b", kT0);
+    WriteFile(dir + "/dir/mine.txt", "mine", kT0);
+  };
+  user_tree(templ_);
+  const Snapshot before = TakeSnapshot(templ_);
+  ASSERT_EQ(0, Install(Args(templ_))) << Err();
+  const Snapshot after = TakeSnapshot(templ_);
+  ASSERT_NE(before, after);
+
+  const std::string tool = "'" + Kittool() + "' ";
+  auto killed = [](int status) { return status == -1 || status == 128 + SIGKILL; };
+  // Runs `command` with the environment `env`; true when it was killed.
+  auto run = [&](const std::string& env, const std::string& command) {
+    return killed(RunShell(env + " " + tool + command + " 2>'" + ErrPath() + "' </dev/null"));
+  };
+  // The temporary directory after recovery: nothing of the run, except the
+  // staging file of a run killed before its journal existed.
+  auto expect_temp_clean = [&](const std::string& where) {
+    for (const std::string& name : ListNames(temp_))
+      EXPECT_EQ(0u, name.rfind("edf", 0)) << where << ": " << name;
+    RunShell("rm -f '" + temp_ + "'/edf*");
+  };
+  // Recovers (killing the recovery itself at its operations first when
+  // asked) and returns the tree it leaves.
+  auto recover = [&](const std::string& where, bool kill_recovery) {
+    for (int k = 1; kill_recovery && run("KITSETUP_CRASH_AT=" + std::to_string(k), "recover"); ++k) {
+      EXPECT_LT(k, 200) << where;
+      if (k >= 200) break;
+    }
+    EXPECT_FALSE(run("", "recover")) << where;
+    const Snapshot tree = TakeSnapshot(templ_);
+    EXPECT_FALSE(run("", "recover")) << where;
+    EXPECT_EQ("", Err()) << where << ": recovered twice";
+    expect_temp_clean(where);
+    return tree;
+  };
+
+  struct Case {
+    const char* name;
+    int fail_at;  // an operation that fails first, so that the kill lands in the rollback
+    bool kill_recovery;
+  };
+  const Case cases[] = {{"upgrade", 0, false}, {"rollback", 0, false}, {"recovery", 0, true}};
+  // The rollback's row fails the last operation whose failure still rolls
+  // the run back (the flush before the final record), so that the rollback
+  // has the most to undo.
+  int operations = 0;
+  for (bool crashed = true; crashed; ++operations) {
+    run("", "recover");
+    user_tree(root_ + "/count");
+    crashed = run("KITSETUP_CRASH_AT=" + std::to_string(operations + 1), "install " + Args(root_ + "/count"));
+  }
+  RunShell("rm -f '" + temp_ + "'/edf*");
+  ASSERT_GT(operations, 10);
+  for (const Case& c : cases) {
+    const int fail_at = std::string(c.name) == "rollback" ? operations - 6 : c.fail_at;
+    bool final_seen = false;
+    for (int n = fail_at + 1;; ++n) {
+      const std::string where = std::string(c.name) + " killed at operation " + std::to_string(n);
+      user_tree(templ_);
+      std::string env = "KITSETUP_CRASH_AT=" + std::to_string(n);
+      if (fail_at) env += " KITSETUP_FAIL_AT=" + std::to_string(fail_at);
+      if (!run(env, "install " + Args(templ_))) break;
+      ASSERT_LT(n, 400) << where;
+      // Before its final record the old tree comes back; after it, the new
+      // tree stays.
+      const Snapshot recovered = recover(where, c.kill_recovery && n % 3 == 0);
+      final_seen = final_seen || recovered == after;
+      EXPECT_EQ(final_seen && !fail_at ? after : before, recovered) << where;
+      if (recovered != after) {
+        EXPECT_FALSE(run("", "install " + Args(templ_))) << where;
+        EXPECT_EQ(after, TakeSnapshot(templ_)) << where;
+      }
+      EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_)) << where;
+      if (::testing::Test::HasFailure()) return;
+    }
+    EXPECT_EQ(!fail_at, final_seen) << c.name;
+  }
+}
+
 }  // namespace
 }  // namespace kitsetup::testing

@@ -60,6 +60,10 @@ const char kInstallUsage[] =
     "                 installer does\n"
     "  --version      print the version\n"
     "\n"
+    "An installation that a crash or a kill cut short (into any directory) is\n"
+    "rolled back first (not by --dry-run, which writes nothing): see 'kittool\n"
+    "recover'.\n"
+    "\n"
     "Exit codes: 0 installed or already up to date (with --dry-run: would be);\n"
     "1 failed and rolled back, TEMPLATE_DIR cannot take the kit (nothing\n"
     "written), or --register could not update a launcher file (the files are\n"
@@ -432,6 +436,9 @@ int Install(const InstallOptions& options, InstallOutcome& outcome) {
     return kExitBusy;
   }
   if (!lock.warning().empty()) PrintLockWarning(lock.warning());
+
+  // An install that a crash cut short is undone before anything else runs.
+  if (!options.dry_run) ReportRecoveries("install", TextString());
 
   kitsetup::DistributionKit kit;
   kitsetup::KitProblem problem;

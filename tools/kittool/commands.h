@@ -7,6 +7,8 @@
 #ifndef KITSETUP_TOOLS_KITTOOL_COMMANDS_H
 #define KITSETUP_TOOLS_KITTOOL_COMMANDS_H
 
+#include "core/text_string.h"
+
 namespace kittool {
 
 enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitBadKit = 3, kExitBusy = 4 };
@@ -16,6 +18,12 @@ int RunList(int argc, char** argv);
 int RunVerify(int argc, char** argv);
 int RunExtract(int argc, char** argv);
 int RunInstall(int argc, char** argv);
+int RunRecover(int argc, char** argv);
+
+// Recovers the ended installs (all, or those into `only`), a line on
+// standard error for each, prefixed "kittool COMMAND: ". False when one
+// could not complete.
+bool ReportRecoveries(const char* command, const kitsetup::TextString& only);
 
 }  // namespace kittool
 

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/file_fault.h"
 #include "tools/kittool/cli_report.h"
 #include "tools/kittool/cli_util.h"
 #include "tools/kittool/commands.h"
@@ -18,6 +19,7 @@ const char kUsage[] =
     "  verify   check that a kit loads and is consistent (--json, --against DIR)\n"
     "  extract  write every entry of a kit into a directory\n"
     "  install  install a kit into a template directory\n"
+    "  recover  roll back installs that a crash or a kill cut short\n"
     "\n"
     "  --help     this text; 'kittool <command> --help' for a command's options\n"
     "  --version  print the version (also after any command)\n"
@@ -38,7 +40,7 @@ struct Command {
 
 const Command kCommands[] = {
     {"pack", kittool::RunPack},       {"list", kittool::RunList},       {"verify", kittool::RunVerify},
-    {"extract", kittool::RunExtract}, {"install", kittool::RunInstall},
+    {"extract", kittool::RunExtract}, {"install", kittool::RunInstall}, {"recover", kittool::RunRecover},
 };
 
 // --version among a command's options (before "--") answers for the command.
@@ -76,6 +78,7 @@ int Run(int argc, char** argv, const char*& command_name) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  kitsetup::ArmFileFaultsFromEnvironment();  // crash tests' kill points; nothing when unset
   // Before anything else: a signal at any moment is recorded, acted on where
   // the work can stop cleanly, and turned into the exit code below.
   kittool::CatchInterrupts();
