@@ -105,7 +105,9 @@ TEST_F(KittoolInstall, DryRunPlansExactlyWhatTheUpgradeThenDoes) {
     if (node.kind != 'f' || path == "/mine.txt") continue;
     const auto old = before.find(path);
     done[path] = old == before.end() ? "add" : old->second == node ? "keep" : "replace";
-    if (done[path] != "keep") EXPECT_EQ(ReadFile(source_ + path), node.bytes) << path;
+    if (done[path] != "keep") {
+      EXPECT_EQ(ReadFile(source_ + path), node.bytes) << path;
+    }
   }
   EXPECT_EQ(planned, done);
   EXPECT_EQ(4u, planned.size());
