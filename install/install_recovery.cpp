@@ -16,6 +16,7 @@
 #include "install/install_journal.h"
 #include "install/template_change.h"
 #include "install/template_lock.h"
+#include "kit/staging_file.h"
 
 namespace kitsetup {
 namespace {
@@ -91,6 +92,9 @@ std::vector<RecoveredRun> RecoverEndedRuns(const TextString& only) {
     closedir(listing);
   }
   std::sort(names.begin(), names.end());
+  // Staging files of installers that ended without removing them: only a
+  // live process holds its staging file locked.
+  RemoveAbandonedStagingFiles(temp);
 
   for (const std::string& name : names) {
     const std::string directory = temp_bytes + name;

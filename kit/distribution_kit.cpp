@@ -11,6 +11,7 @@
 #include "core/file_system.h"
 #include "kit/kit_parser.h"
 #include "kit/kit_validator.h"
+#include "kit/staging_file.h"
 
 namespace kitsetup {
 
@@ -159,17 +160,21 @@ uint32_t Inflate(const TextString& kit_path, const TextString& staging_path, std
   return result;
 }
 
-// The unnamed staging file: opened once, its name removed at once, the kit
-// inflated into it and read back through the same descriptor.
-uint32_t InflateUnnamed(DistributionKit& kit, const TextString& kit_path, KitProblem& p) {
+// The staging file is opened once, locked (so recovery knows it is in use),
+// its name removed at once when it is to have none, the kit inflated into it
+// and read back through the same descriptor.
+uint32_t InflateStaging(DistributionKit& kit, const TextString& kit_path, KitProblem& p) {
   if (uint32_t code = OpenFileHandle(kit.stagingPath, kAccessReadWrite, 0, kDispositionOpenExisting,
                                      &kit.dataHandle)) {
     p.what = "the staging file cannot be opened";
     p.inStaging = true;
     return code;
   }
-  RemoveFile(kit.stagingPath);
-  kit.stagingPath.clear();
+  HoldStagingFile(kit.dataHandle);
+  if (kit.unnamedStaging) {
+    RemoveFile(kit.stagingPath);
+    kit.stagingPath.clear();
+  }
   if (uint32_t code = InflateInto(kit_path, kit.dataHandle, p.what)) return code;
   SeekFileHandle(kit.dataHandle, 0, nullptr, kSeekBegin);
   return kOk;
@@ -202,18 +207,7 @@ uint32_t LoadKit(DistributionKit& kit, const TextString& kit_path, KitProblem* p
     p.what = "cannot create a staging file in the temporary directory";
     p.inStaging = true;
   }
-  if (!code && kit.unnamedStaging) {
-    code = InflateUnnamed(kit, kit_path, p);
-  } else if (!code) {
-    code = Inflate(kit_path, kit.stagingPath, p.what, p.inStaging);
-  }
-  if (!code && kit.dataHandle == kNoHandle) {
-    code = OpenFileHandle(kit.stagingPath, kAccessReadWrite, 0, kDispositionOpenExisting, &kit.dataHandle);
-    if (code) {
-      p.what = "the staging file cannot be opened";
-      p.inStaging = true;
-    }
-  }
+  if (!code) code = InflateStaging(kit, kit_path, p);
   if (!code) code = ParseKit(kit, &p);
   if (!code) code = ValidateKit(kit, kit.unpackedSize, &p);
   if (!code) return kOk;

@@ -44,7 +44,8 @@ struct DistributionKit {
   // Set before LoadKit (kittool does): the staging file loses its name as
   // soon as it is open, so it never outlives the process, even a killed one;
   // stagingPath is then empty once loading has begun. The installer keeps
-  // the named file.
+  // the named file, locked while it lives (kit/staging_file.h), so that a
+  // crashed installer's file is recognised and removed by the next start.
   bool unnamedStaging = false;
 
   DistributionKit();

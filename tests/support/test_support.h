@@ -215,8 +215,8 @@ inline std::string RunInChild(const std::function<std::string()>& body) {
   return clean ? out : out + "<child failed>";
 }
 
-// Another process holding an exclusive flock on a directory until the
-// object goes, as a second installer would.
+// Another process holding an exclusive flock on a directory (or a file)
+// until the object goes, as a second installer would.
 class LockHolder {
  public:
   explicit LockHolder(const std::string& directory) {
@@ -226,7 +226,7 @@ class LockHolder {
     if (pid_ == 0) {
       close(ready[0]);
       close(release[1]);
-      const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY);
+      const int fd = open(directory.c_str(), O_RDONLY);
       const char held = fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0 ? 1 : 0;
       if (write(ready[1], &held, 1) != 1) _exit(1);
       char ignored;
