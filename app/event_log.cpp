@@ -97,4 +97,12 @@ void LogResult(uint32_t code) {
 
 void LogSaved(const TextString& path) { LogTextEvent("saved", path); }
 
+void LogLayout(const char* detail, const TextString& text) {
+  std::string line = Line("layout");
+  line += detail != nullptr ? detail : "";
+  line += ' ';
+  AppendLogText(line, text);
+  WriteLine(std::move(line));
+}
+
 }  // namespace kitsetup

@@ -20,6 +20,9 @@ void LogMessage(uint32_t type, const TextString& text);    // kitsetup: message 
 void LogPage(const char* page);  // kitsetup: page <welcome|destination|progress|success|failure>
 void LogResult(uint32_t code);                             // kitsetup: result <code>
 void LogSaved(const TextString& path);                     // kitsetup: saved <configuration path>
+// kitsetup: layout <detail> <text>: how a control's text fits its frame,
+// written only when the interface is asked for it (KITSETUP_LAYOUT_REPORT).
+void LogLayout(const char* detail, const TextString& text);
 
 }  // namespace kitsetup
 

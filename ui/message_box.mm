@@ -40,7 +40,32 @@ void SetIconAndStyle(NSAlert* alert, uint32_t type) {
   [alert setAlertStyle:(NSAlertStyle)style];
 }
 
+double g_autoCloseSeconds = 0;
+
 }  // namespace
+
+void SetMessageAutoClose(double seconds) { g_autoCloseSeconds = seconds; }
+
+}  // namespace kitsetup
+
+// Ends an alert's modal loop as its first button would, when nobody did.
+@interface ExtAlertAutoClose : NSObject {
+ @public
+  bool fired;
+}
+- (void)fire;
+@end
+
+@implementation ExtAlertAutoClose
+- (void)fire {
+  // abortModal is the documented way to end a modal loop from a timer; the
+  // answer is taken as the first button's below.
+  fired = true;
+  [NSApp abortModal];
+}
+@end
+
+namespace kitsetup {
 
 int ShowMessage(CWnd* dialog, const TextString& text, uint32_t type) {
   NSAlert* alert = [[NSAlert alloc] init];
@@ -53,14 +78,27 @@ int ShowMessage(CWnd* dialog, const TextString& text, uint32_t type) {
   } else {
     [[alert addButtonWithTitle:@"OK"] setKeyEquivalent:@"\r"];
   }
-  [alert setMessageText:ToNSString(text)];
+  [alert setMessageText:PlatformAlertText(ToNSString(text))];
   // Without it GNUstep writes "No information" under the message.
   [alert setInformativeText:@""];
 
   LogMessage(type, text);
   NSString* title = dialog != nullptr ? ToNSString(dialog->GetTitle()) : nil;
   ExtNSWindowDelegate* delegate = [[[ExtNSWindowDelegate alloc] init] autorelease];
-  const NSInteger response = PlatformRunAlert(alert, kTitledClosable, delegate, title);
+  ExtAlertAutoClose* autoClose = nil;
+  if (g_autoCloseSeconds > 0) {
+    autoClose = [[ExtAlertAutoClose alloc] init];
+    [autoClose performSelector:@selector(fire)
+                    withObject:nil
+                    afterDelay:g_autoCloseSeconds
+                       inModes:[NSArray arrayWithObjects:NSModalPanelRunLoopMode, NSDefaultRunLoopMode, nil]];
+  }
+  NSInteger response = PlatformRunAlert(alert, kTitledClosable, delegate, title);
+  if (autoClose != nil) {
+    [NSObject cancelPreviousPerformRequestsWithTarget:autoClose];
+    if (autoClose->fired) response = kFirstButton;
+    [autoClose release];
+  }
   int answer = kAnswerOther;
   if (response == kFirstButton) {
     answer = yesNo ? kAnswerYes : kAnswerOk;

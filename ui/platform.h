@@ -13,8 +13,9 @@ class DirSelectPage;
 // Settings the toolkit reads when the application object is made.
 void PlatformBeforeApplication();
 
-// Makes the shared application an ordinary one with a Dock icon and menu
-// bar, and ready for modal alerts before [NSApp run] has been called.
+// Makes the shared application an ordinary one with a Dock icon and a main
+// menu (Quit, Close and the edit commands with their usual shortcuts), and
+// ready for modal alerts before [NSApp run] has been called.
 void PlatformPrepareApplication();
 
 // Before the worker starts running shell commands.
@@ -30,12 +31,19 @@ NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NS
 // True for the Escape key.
 bool PlatformIsEscapeKey(NSEvent* event);
 
-// A point given in screen coordinates, in the window's base coordinates.
-NSPoint PlatformConvertScreenToBase(NSWindow* window, NSPoint point);
+// The main window before it is shown: on macOS it keeps the light look its
+// white background is drawn for, also under Dark Mode.
+void PlatformPrepareWindow(NSWindow* window);
 
-// Shows the folder chooser as a sheet on `window`; when the user picks a
-// folder, page->SetChosenFolder is called with its path.
-void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, DirSelectPage* page);
+// The message text as the alert should get it. GNUstep draws an alert's
+// message on one line, so there it comes back with line breaks that keep
+// each line within a readable width; AppKit wraps by itself.
+NSString* PlatformAlertText(NSString* text);
+
+// Shows the folder chooser as a sheet on `window`, opened at `directory`
+// (nil: the toolkit's choice); when the user picks a folder,
+// page->SetChosenFolder is called with its path.
+void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, NSString* directory, DirSelectPage* page);
 
 }  // namespace kitsetup
 

@@ -36,6 +36,23 @@ void MakeLabel(NSTextField* field) {
   [field setBezeled:NO];
   [field setSelectable:NO];
   [field setDrawsBackground:NO];
+  // The window's background is white in every appearance, so is the text's
+  // contrast: never the appearance's own label colour.
+  [field setTextColor:[NSColor blackColor]];
+}
+
+// The chooser opens at the path in the field, or at the nearest folder
+// above it that exists (a proposed template directory usually does not yet);
+// nil when none does.
+NSString* ExistingFolderFor(NSString* path) {
+  BOOL isFolder = NO;
+  while ([path length] > 0) {
+    if ([[NSFileManager defaultManager] fileExistsAtPath:path isDirectory:&isFolder] && isFolder) return path;
+    NSString* parent = [path stringByDeletingLastPathComponent];
+    if ([parent isEqualToString:path]) break;
+    path = parent;
+  }
+  return nil;
 }
 
 }  // namespace
@@ -100,6 +117,13 @@ DirSelectPage::DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dial
   m_catalogLabel = AddLabel(170, 255, 320, 20, LookupMessage("IDS_TEMPLATE_CATALOG"));
 
   NSTextField* path = [[NSTextField alloc] initWithFrame:NSMakeRect(170, 275, 280, 30)];
+  // One line that scrolls sideways while edited: a wrapped path would hide
+  // its second line, and its end is the part that matters.
+  NSTextFieldCell* cell = [path cell];
+  [cell setWraps:NO];
+  [cell setScrollable:YES];
+  [cell setUsesSingleLineMode:YES];
+  [cell setLineBreakMode:NSLineBreakByTruncatingHead];
   AddControl(path);
   m_pathField = path;
 
@@ -124,7 +148,7 @@ void DirSelectPage::ChooseFolder() {
   [panel setCanChooseDirectories:YES];
   [panel setCanCreateDirectories:NO];
   [panel setAllowsMultipleSelection:NO];
-  PlatformChooseFolder(panel, [m_parent window], this);
+  PlatformChooseFolder(panel, [m_parent window], ExistingFolderFor([m_pathField stringValue]), this);
   [panel release];
 }
 
