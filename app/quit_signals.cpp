@@ -46,6 +46,11 @@ int InstallQuitSignals() {
   return g_pipe[0];
 }
 
+void WakeQuitWatcher() {
+  const char byte = 0;
+  if (g_pipe[1] >= 0) (void)!write(g_pipe[1], &byte, 1);
+}
+
 int TakeQuitSignal() {
   if (g_pipe[0] < 0) return 0;
   char buffer[64];

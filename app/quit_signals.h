@@ -14,6 +14,11 @@ namespace kitsetup {
 // Later calls return the same descriptor.
 int InstallQuitSignals();
 
+// Writes a byte to the pipe without a signal: a run loop that watches it
+// wakes up (and TakeQuitSignal then returns 0). Nothing before
+// InstallQuitSignals.
+void WakeQuitWatcher();
+
 // The last signal caught since the previous call, 0 when none; empties the
 // pipe.
 int TakeQuitSignal();

@@ -96,6 +96,7 @@ class CInstallerDlg : public CWnd, public InstallerState {
   bool m_cancelRequested = false;  // Cancel, a close or a signal while copying: the loop ends with 1223
   bool m_copying = false;          // the copy loop is running
   bool m_closeAfterCopy = false;   // the window was closed during the copy
+  bool m_quitBeforeWindow = false; // a signal came before the window existed
 };
 
 // The one modal message routine: returns 1 Yes, 2 No, 3 OK, 0 otherwise.
@@ -106,6 +107,10 @@ int ShowMessage(CWnd* dialog, const TextString& text, uint32_t type);
 // as with its first button (OK); 0 restores boxes that wait. A silent run
 // uses it: nobody is there to click.
 void SetMessageAutoClose(double seconds);
+
+// Ends the modal box (or panel) that is open, unanswered; nothing when none
+// is. For timers and signals, which come from outside the box's events.
+void AbortModalBox();
 
 }  // namespace kitsetup
 

@@ -89,6 +89,7 @@ CInstallerDlg::CInstallerDlg(int argc, char** argv, bool silent, const ByteStrin
   PlatformPrepareApplication();
   [NSApp activateIgnoringOtherApps:YES];
   if (silent) SetMessageAutoClose(kSilentBoxSeconds);
+  WatchQuitSignals(InstallQuitSignals());
 }
 
 CInstallerDlg::~CInstallerDlg() {
@@ -136,12 +137,14 @@ bool CInstallerDlg::WindowShouldClose() {
 void CInstallerDlg::OnQuitSignal() {
   // A question, a notice or the folder chooser ends as if dismissed; the
   // code waiting for it goes on and finds the cancel or the close below.
-  if ([NSApp modalWindow] != nil) [NSApp abortModal];
+  AbortModalBox();
   if (m_copying) {
     CancelCopy();
     return;
   }
-  // Closed from the application's own loop, after any modal box has ended.
+  // Closed from the application's own loop, after any modal box has ended;
+  // before the window exists, as soon as it does.
+  if (m_window == nullptr) m_quitBeforeWindow = true;
   CloseWindowLater(m_window);
 }
 
@@ -177,7 +180,7 @@ void CInstallerDlg::CreateMainWindow() {
   m_image = NewImageFromBytes(SidePictureBytes());
   PlatformPrepareWindow(m_window);
   [m_window makeKeyAndOrderFront:nil];
-  WatchQuitSignals(InstallQuitSignals());
+  if (m_quitBeforeWindow) CloseWindowLater(m_window);
 }
 
 void CInstallerDlg::SwitchToPage(WizardDialogPage* page) {

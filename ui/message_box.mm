@@ -4,6 +4,7 @@
 #import <AppKit/AppKit.h>
 
 #include "app/event_log.h"
+#include "app/quit_signals.h"
 #import "ui/delegates.h"
 #include "ui/installer_dialog.h"
 #include "ui/ns_text.h"
@@ -46,6 +47,27 @@ double g_autoCloseSeconds = 0;
 
 void SetMessageAutoClose(double seconds) { g_autoCloseSeconds = seconds; }
 
+void AbortModalBox() {
+  if ([NSApp modalWindow] == nil) return;
+  [NSApp abortModal];
+  // A modal loop notices the abort only with its next event: from a timer or
+  // a signal's notification, none may come.
+  const NSUInteger kApplicationDefined = 15;  // NSEventTypeApplicationDefined, also in GNUstep
+  [NSApp postEvent:[NSEvent otherEventWithType:(NSEventType)kApplicationDefined
+                                      location:NSZeroPoint
+                                 modifierFlags:0
+                                     timestamp:0
+                                  windowNumber:0
+                                       context:nil
+                                       subtype:0
+                                         data1:0
+                                         data2:0]
+           atStart:NO];
+  // GNUstep's modal loop waits for input, not for posted events: the quit
+  // signals' pipe, which the run loop watches, gives it some.
+  WakeQuitWatcher();
+}
+
 }  // namespace kitsetup
 
 // Ends an alert's modal loop as its first button would, when nobody did.
@@ -59,9 +81,9 @@ void SetMessageAutoClose(double seconds) { g_autoCloseSeconds = seconds; }
 @implementation ExtAlertAutoClose
 - (void)fire {
   // abortModal is the documented way to end a modal loop from a timer; the
-  // answer is taken as the first button's below.
+  // answer is then taken as the first button's.
   fired = true;
-  [NSApp abortModal];
+  kitsetup::AbortModalBox();
 }
 @end
 
