@@ -36,7 +36,8 @@ void ReportView(NSView* view, const char* where) {
   const NSSize frame = [view frame].size;
   if ([view isKindOfClass:[NSButton class]]) {
     NSButton* button = (NSButton*)view;
-    if ([[button title] length] > 0) Report(where, "button", [[button cell] cellSize], frame, [button title]);
+    const NSUInteger kImageOnly = 1;  // NSImageOnly: an icon, its title never drawn
+    if ([[button title] length] > 0 && (NSUInteger)[button imagePosition] != kImageOnly) Report(where, "button", [[button cell] cellSize], frame, [button title]);
   } else if ([view isKindOfClass:[NSTextField class]]) {
     NSTextField* field = (NSTextField*)view;
     NSCell* cell = [field cell];

@@ -6,6 +6,7 @@
 #include "ui/installer_dialog.h"
 #include "ui/ns_text.h"
 #import "ui/platform.h"
+#import "ui/text_fit.h"
 
 namespace kitsetup {
 
@@ -132,6 +133,7 @@ DirSelectPage::DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dial
   [browse setButtonType:(NSButtonType)kMomentaryLight];
   [browse setBezelStyle:(NSBezelStyle)kTexturedRoundedBezel];
   [browse setTitle:@"..."];
+  FitButtonTitle(browse);
   [browse setTarget:browse];
   [browse setAction:@selector(dir_button_clicked_handler:)];
   AddControl(browse);
