@@ -220,6 +220,7 @@ void CInstallerDlg::ShowDirPage() {
   [m_buttonBack setEnabled:YES];
   [m_buttonNext setEnabled:YES];
   SwitchToPage(m_dirPage);
+  m_dirPage->ShowPathEnd();
   LogPage("destination");
 }
 

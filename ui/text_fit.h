@@ -11,13 +11,14 @@
 namespace kitsetup {
 
 // Keeps the title on one line and lowers its font size in half points, down
-// to 8, until the cell's size fits the button's frame.
+// to 8, until the title fits the room the cell gives it inside the bezel.
 void FitButtonTitle(NSButton* button);
 
 // When KITSETUP_LAYOUT_REPORT is set (any value but empty), logs one
 // "layout" event for every visible text control under `root`:
-// "<where> <kind> fits|clipped <needed w>x<h> <frame w>x<h>", then its text.
-// A label that wraps is measured at its frame's width.
+// "<where> <kind> fits|clipped <needed w>x<h> <room w>x<h>", then its text.
+// A button's title is measured against its cell's title rectangle, a label
+// against its frame; a label that wraps is measured at its frame's width.
 void ReportLayout(NSView* root, const char* where);
 
 }  // namespace kitsetup

@@ -31,13 +31,25 @@ void Report(const char* where, const char* kind, NSSize needed, NSSize frame, NS
   LogLayout(detail, FromNSString(text));
 }
 
+// The title's size in the button's font, and the room the cell gives the
+// title inside its bezel.
+void MeasureTitle(NSButton* button, NSSize* needed, NSSize* room) {
+  NSDictionary* attributes = [NSDictionary dictionaryWithObject:[button font] forKey:NSFontAttributeName];
+  *needed = [[button title] sizeWithAttributes:attributes];
+  *room = [[button cell] titleRectForBounds:[button bounds]].size;
+}
+
 void ReportView(NSView* view, const char* where) {
   if ([view isHidden]) return;
   const NSSize frame = [view frame].size;
   if ([view isKindOfClass:[NSButton class]]) {
     NSButton* button = (NSButton*)view;
     const NSUInteger kImageOnly = 1;  // NSImageOnly: an icon, its title never drawn
-    if ([[button title] length] > 0 && (NSUInteger)[button imagePosition] != kImageOnly) Report(where, "button", [[button cell] cellSize], frame, [button title]);
+    if ([[button title] length] > 0 && (NSUInteger)[button imagePosition] != kImageOnly) {
+      NSSize needed, room;
+      MeasureTitle(button, &needed, &room);
+      Report(where, "button", needed, room, [button title]);
+    }
   } else if ([view isKindOfClass:[NSTextField class]]) {
     NSTextField* field = (NSTextField*)view;
     NSCell* cell = [field cell];
@@ -64,12 +76,13 @@ void FitButtonTitle(NSButton* button) {
   NSButtonCell* cell = [button cell];
   [cell setWraps:NO];
   [cell setLineBreakMode:NSLineBreakByClipping];
-  const CGFloat width = [button frame].size.width;
   // From the normal size each time: a new title (Next becomes Finish) may
   // fit where the old one did not.
   for (CGFloat size = [NSFont systemFontSize];; size -= kStep) {
     [button setFont:[NSFont systemFontOfSize:size]];
-    if ([cell cellSize].width <= width || size - kStep < kSmallestTitle) break;
+    NSSize needed, room;
+    MeasureTitle(button, &needed, &room);
+    if (Fits(needed, room) || size - kStep < kSmallestTitle) break;
   }
 }
 

@@ -124,7 +124,6 @@ DirSelectPage::DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dial
   [cell setWraps:NO];
   [cell setScrollable:YES];
   [cell setUsesSingleLineMode:YES];
-  [cell setLineBreakMode:NSLineBreakByTruncatingHead];
   AddControl(path);
   m_pathField = path;
 
@@ -142,6 +141,14 @@ DirSelectPage::DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dial
 void DirSelectPage::SetPath(const TextString& path) { [m_pathField setStringValue:ToNSString(path)]; }
 
 TextString DirSelectPage::GetPath() const { return FromNSString([m_pathField stringValue]); }
+
+void DirSelectPage::ShowPathEnd() {
+  if (![[m_pathField window] makeFirstResponder:m_pathField]) return;
+  NSText* editor = [m_pathField currentEditor];
+  const NSRange end = NSMakeRange([[m_pathField stringValue] length], 0);
+  [editor setSelectedRange:end];
+  [editor scrollRangeToVisible:end];
+}
 
 void DirSelectPage::ChooseFolder() {
   NSOpenPanel* panel = [[NSOpenPanel openPanel] retain];
