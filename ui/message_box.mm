@@ -100,9 +100,7 @@ int ShowMessage(CWnd* dialog, const TextString& text, uint32_t type) {
   } else {
     [[alert addButtonWithTitle:@"OK"] setKeyEquivalent:@"\r"];
   }
-  [alert setMessageText:PlatformAlertText(ToNSString(text))];
-  // Without it GNUstep writes "No information" under the message.
-  [alert setInformativeText:@""];
+  PlatformSetAlertText(alert, ToNSString(text));
 
   LogMessage(type, text);
   NSString* title = dialog != nullptr ? ToNSString(dialog->GetTitle()) : nil;

@@ -35,10 +35,12 @@ bool PlatformIsEscapeKey(NSEvent* event);
 // white background is drawn for, also under Dark Mode.
 void PlatformPrepareWindow(NSWindow* window);
 
-// The message text as the alert should get it. GNUstep draws an alert's
-// message on one line, so there it comes back with line breaks that keep
-// each line within a readable width; AppKit wraps by itself.
-NSString* PlatformAlertText(NSString* text);
+// Gives the alert its one text. AppKit shows the message text in bold and
+// wraps it. GNUstep would draw the message text as a one-line title beside
+// the icon, where a long text runs off the panel; there the text goes into
+// the informative text, which the panel sizes to fit, with line breaks that
+// keep each line within a readable width.
+void PlatformSetAlertText(NSAlert* alert, NSString* text);
 
 // Shows the folder chooser as a sheet on `window`, opened at `directory`
 // (nil: the toolkit's choice); when the user picks a folder,

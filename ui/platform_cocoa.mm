@@ -97,7 +97,10 @@ void PlatformPrepareWindow(NSWindow* window) {
   [window setAppearance:[NSAppearance appearanceNamed:NSAppearanceNameAqua]];
 }
 
-NSString* PlatformAlertText(NSString* text) { return text; }  // NSAlert wraps its message
+void PlatformSetAlertText(NSAlert* alert, NSString* text) {
+  [alert setMessageText:text];  // NSAlert wraps it
+  [alert setInformativeText:@""];
+}
 
 void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, NSString* directory, DirSelectPage* page) {
   if (directory != nil) [panel setDirectoryURL:[NSURL fileURLWithPath:directory isDirectory:YES]];

@@ -113,9 +113,7 @@ void AppendWord(NSMutableArray* lines, NSString* word, NSDictionary* attributes)
   [lines replaceObjectAtIndex:[lines count] - 1 withObject:[word substringFromIndex:start]];
 }
 
-}  // namespace
-
-NSString* PlatformAlertText(NSString* text) {
+NSString* WrappedAlertText(NSString* text) {
   NSDictionary* attributes =
       [NSDictionary dictionaryWithObject:[NSFont messageFontOfSize:14] forKey:NSFontAttributeName];
   NSMutableArray* lines = [NSMutableArray array];
@@ -129,6 +127,14 @@ NSString* PlatformAlertText(NSString* text) {
     }
   }
   return [lines componentsJoinedByString:@"\n"];
+}
+
+}  // namespace
+
+void PlatformSetAlertText(NSAlert* alert, NSString* text) {
+  // An empty title leaves the icon alone in the panel's top row.
+  [alert setMessageText:@""];
+  [alert setInformativeText:WrappedAlertText(text)];
 }
 
 void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, NSString* directory, DirSelectPage* page) {

@@ -63,7 +63,11 @@ void ReportView(NSView* view, const char* where) {
                      .size;
       }
       if ([cell wraps] || [field isEditable]) needed.width = frame.width;
-      Report(where, [field isEditable] ? "field" : "label", needed, frame, [field stringValue]);
+      // What the window shows of the field: its frame may reach past its
+      // window's edge.
+      const NSSize shown = [field visibleRect].size;
+      Report(where, [field isEditable] ? "field" : "label", needed, shown, [field stringValue]);
+      return;
     }
   }
   NSArray* children = [view subviews];
