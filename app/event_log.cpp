@@ -101,4 +101,12 @@ void LogRecovered(const TextString& dir) { LogTextEvent("recovered", dir); }
 
 void LogRecoveryIncomplete(const std::string& utf8) { WriteLine(Line("recovery incomplete") + utf8); }
 
+void LogLayout(const char* detail, const TextString& text) {
+  std::string line = Line("layout");
+  line += detail != nullptr ? detail : "";
+  line += ' ';
+  AppendLogText(line, text);
+  WriteLine(std::move(line));
+}
+
 }  // namespace kitsetup

@@ -23,6 +23,9 @@ void LogResult(uint32_t code);                             // kitsetup: result <
 void LogSaved(const TextString& path);                     // kitsetup: saved <configuration path>
 void LogRecovered(const TextString& dir);                  // kitsetup: recovered <template directory>
 void LogRecoveryIncomplete(const std::string& utf8);       // kitsetup: recovery incomplete <what, where>
+// kitsetup: layout <detail> <text>: how a control's text fits its frame,
+// written only when the interface is asked for it (KITSETUP_LAYOUT_REPORT).
+void LogLayout(const char* detail, const TextString& text);
 
 }  // namespace kitsetup
 

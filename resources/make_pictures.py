@@ -5,6 +5,8 @@ only, so that anyone can rebuild them byte for byte):
   error.png     125 x 125 RGBA  red disc with a white cross
   question.png  256 x 256 RGBA  blue disc with a white question mark
   side.bmp      158 x 286       8-bit palette, bottom-up: the wizard's side banner
+  Setup.icns    16 to 512 px    the application's icon for Finder and the Dock:
+                                a blue disc with a white arrow into a tray
 
 Run: python3 resources/make_pictures.py [output folder]
 """
@@ -245,6 +247,29 @@ def side_rgb(width, height):
     return img
 
 
+def app_icon(s):
+    c, w = s / 2, s * 0.05
+
+    def arrow_into_tray(x, y):
+        return min(sd_segment(x, y, c, c - s * 0.2, c, c + s * 0.1, w),
+                   sd_segment(x, y, c - s * 0.12, c - s * 0.01, c, c + s * 0.11, w),
+                   sd_segment(x, y, c + s * 0.12, c - s * 0.01, c, c + s * 0.11, w),
+                   sd_segment(x, y, c - s * 0.19, c + s * 0.2, c + s * 0.19, c + s * 0.2, w))
+
+    return disc_icon(s, hexcol("#1c8fa8"), hexcol("#0d3b66"), arrow_into_tray)
+
+
+def icns_bytes():
+    """An .icns file: the "icns" header, then one PNG per size, each under
+    its type code (PNG data is allowed for every one of these types)."""
+    chunks = b""
+    for kind, size in ((b"icp4", 16), (b"icp5", 32), (b"icp6", 64), (b"ic07", 128),
+                       (b"ic08", 256), (b"ic09", 512)):
+        data = app_icon(size)
+        chunks += kind + struct.pack(">I", 8 + len(data)) + data
+    return b"icns" + struct.pack(">I", 8 + len(chunks)) + chunks
+
+
 def median_cut(pixels, count):
     boxes = [list(range(len(pixels)))]
     while len(boxes) < count:
@@ -308,7 +333,8 @@ def side_bmp():
 
 def main():
     out = sys.argv[1] if len(sys.argv) > 1 else os.path.dirname(os.path.abspath(__file__))
-    for name, maker in (("error.png", error_icon), ("question.png", question_icon), ("side.bmp", side_bmp)):
+    for name, maker in (("error.png", error_icon), ("question.png", question_icon), ("side.bmp", side_bmp),
+                        ("Setup.icns", icns_bytes)):
         with open(os.path.join(out, name), "wb") as f:
             f.write(maker())
 

@@ -18,6 +18,9 @@ class CInstallerDlg;
                         backing:(NSBackingStoreType)backing
                           defer:(BOOL)flag
                             dlg:(kitsetup::CInstallerDlg*)dlg;
+// The close box and Cmd-W ask the dialog (the window is its own delegate
+// for this: NSWindow asks itself when its delegate does not answer).
+- (BOOL)windowShouldClose:(id)sender;
 @end
 
 // The window's content view: y grows downwards, so that frames read as the

@@ -60,6 +60,19 @@ class CInstallerDlg : public CWnd, public InstallerState {
   // Stops the install worker and waits for it (cancelling a run that has not
   // finished); later calls do nothing. Called before the process ends.
   void StopWorker();
+  // Tells the running job to stop after its current file and roll back; the
+  // copy loop then ends with 1223.
+  void CancelCopy();
+  // Closes the main window, which ends the program. During a copy the close
+  // is a cancel first: the loop ends, the job rolls back, then the window
+  // closes, so nothing the loop uses goes away under it.
+  void CloseMainWindow();
+  // The title bar's close box, Cmd-W and Cmd-Q: false when the close waits
+  // for the copy to roll back (CloseMainWindow).
+  bool WindowShouldClose();
+  // SIGINT, SIGTERM or SIGHUP arrived (on the main thread): a cancel during
+  // a copy, otherwise a close. An open modal box ends first, unanswered.
+  void OnQuitSignal();
   void GetKitTexts(const TextString& code, TextString& product, TextString& vendor);
   TextString GetDescriptionFile(const TextString& code);
 
@@ -80,12 +93,24 @@ class CInstallerDlg : public CWnd, public InstallerState {
   ByteString m_title;
   ExtNSWindow* m_window = nullptr;
   bool m_workerStopped = false;
-  bool m_cancelClicked = false;  // Cancel pressed while copying: the loop ends with 1223
+  bool m_cancelRequested = false;  // Cancel, a close or a signal while copying: the loop ends with 1223
+  bool m_copying = false;          // the copy loop is running
+  bool m_closeAfterCopy = false;   // the window was closed during the copy
+  bool m_quitBeforeWindow = false; // a signal came before the window existed
 };
 
 // The one modal message routine: returns 1 Yes, 2 No, 3 OK, 0 otherwise.
 // `dialog` may be null.
 int ShowMessage(CWnd* dialog, const TextString& text, uint32_t type);
+
+// From now on every message box closes by itself after `seconds`, answered
+// as with its first button (OK); 0 restores boxes that wait. A silent run
+// uses it: nobody is there to click.
+void SetMessageAutoClose(double seconds);
+
+// Ends the modal box (or panel) that is open, unanswered; nothing when none
+// is. For timers and signals, which come from outside the box's events.
+void AbortModalBox();
 
 }  // namespace kitsetup
 

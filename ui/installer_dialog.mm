@@ -7,6 +7,7 @@
 #include "ui/installer_dialog.h"
 
 #include "app/event_log.h"
+#include "app/quit_signals.h"
 #include "app/wizard_flow.h"
 #include "core/error_codes.h"
 #include "core/messages.h"
@@ -16,6 +17,7 @@
 #include "ui/ns_text.h"
 #import "ui/pictures.h"
 #import "ui/platform.h"
+#import "ui/text_fit.h"
 #include "ui/wizard_pages.h"
 
 namespace kitsetup {
@@ -27,6 +29,30 @@ const NSUInteger kSeparatorBox = 2;
 const NSUInteger kMomentaryLight = 0;
 const NSUInteger kRoundedBezel = 1;
 const uint32_t kCancelledCode = 1223;
+// The copy loop waits this long for an event: the caption and the bar stay
+// current to the frame, and an idle loop sleeps instead of spinning.
+const NSTimeInterval kPollSeconds = 1.0 / 60.0;
+// A box in a silent run closes by itself after this long.
+const double kSilentBoxSeconds = 5.0;
+
+// NSEvent types that carry a pointer position, by number (the same in
+// AppKit and GNUstep): mouse buttons 1-4, moved 5, dragged 6-7, entered and
+// exited 8-9, scroll wheel 22, other button 25-27. For any other event
+// locationInWindow means nothing.
+bool HasPointerLocation(NSEvent* event) {
+  const NSUInteger type = (NSUInteger)[event type];
+  return (type >= 1 && type <= 9) || type == 22 || (type >= 25 && type <= 27);
+}
+
+// True when `event` points at `view`: its location is already in the
+// coordinates of its own window, which must be the view's.
+bool EventPointsAt(NSEvent* event, NSView* view) {
+  if (event == nil || view == nil || [event window] != [view window] || !HasPointerLocation(event)) {
+    return false;
+  }
+  const NSPoint point = [view convertPoint:[event locationInWindow] fromView:nil];
+  return NSPointInRect(point, [view bounds]) ? true : false;
+}
 
 ExtNSButton* MakeWizardButton(NSView* parent, CInstallerDlg* dialog, double x, const char* titleKey,
                               SEL action) {
@@ -37,6 +63,7 @@ ExtNSButton* MakeWizardButton(NSView* parent, CInstallerDlg* dialog, double x, c
   [button setTarget:button];
   [button setAction:action];
   [button setTitle:MessageNSString(titleKey)];
+  FitButtonTitle(button);
   [parent addSubview:button];
   [button release];  // the content view keeps it as long as the window lives
   return button;
@@ -61,6 +88,8 @@ CInstallerDlg::CInstallerDlg(int argc, char** argv, bool silent, const ByteStrin
   [NSApp setDelegate:delegate];
   PlatformPrepareApplication();
   [NSApp activateIgnoringOtherApps:YES];
+  if (silent) SetMessageAutoClose(kSilentBoxSeconds);
+  WatchQuitSignals(InstallQuitSignals());
 }
 
 CInstallerDlg::~CInstallerDlg() {
@@ -75,12 +104,48 @@ CInstallerDlg::~CInstallerDlg() {
   delete m_successPage;
   delete m_failurePage;
   [m_image release];
+  [m_window release];
 }
 
 void CInstallerDlg::StopWorker() {
   if (m_workerStopped) return;
   m_workerStopped = true;
   FinishWorker(&m_worker);
+}
+
+void CInstallerDlg::CancelCopy() {
+  SetCancel(&m_progress, 1);
+  RequestStop(&m_worker);
+  m_cancelRequested = true;
+}
+
+void CInstallerDlg::CloseMainWindow() {
+  if (m_copying) {
+    m_closeAfterCopy = true;
+    CancelCopy();
+    return;
+  }
+  [m_window close];
+}
+
+bool CInstallerDlg::WindowShouldClose() {
+  if (!m_copying) return true;
+  CloseMainWindow();
+  return false;
+}
+
+void CInstallerDlg::OnQuitSignal() {
+  // A question, a notice or the folder chooser ends as if dismissed; the
+  // code waiting for it goes on and finds the cancel or the close below.
+  AbortModalBox();
+  if (m_copying) {
+    CancelCopy();
+    return;
+  }
+  // Closed from the application's own loop, after any modal box has ended;
+  // before the window exists, as soon as it does.
+  if (m_window == nullptr) m_quitBeforeWindow = true;
+  CloseWindowLater(m_window);
 }
 
 TextString CInstallerDlg::GetTitle() { return FromLocaleBytes(m_title); }
@@ -92,6 +157,9 @@ void CInstallerDlg::CreateMainWindow() {
                                                     backing:(NSBackingStoreType)kBackingBuffered
                                                       defer:NO
                                                         dlg:this];
+  // The dialog owns the window: closing it must not free it while the copy
+  // loop or a box still refers to it.
+  [m_window setReleasedWhenClosed:NO];
   [m_window center];
   [m_window setTitle:ToNSString(m_title)];
   [m_window setBackgroundColor:[NSColor colorWithCalibratedRed:1.0 green:1.0 blue:1.0 alpha:1.0]];
@@ -110,7 +178,9 @@ void CInstallerDlg::CreateMainWindow() {
       MakeWizardButton(view, this, 410, "IDS_WIZARD_CANCEL", @selector(button_clicked_handler:));
 
   m_image = NewImageFromBytes(SidePictureBytes());
+  PlatformPrepareWindow(m_window);
   [m_window makeKeyAndOrderFront:nil];
+  if (m_quitBeforeWindow) CloseWindowLater(m_window);
 }
 
 void CInstallerDlg::SwitchToPage(WizardDialogPage* page) {
@@ -118,6 +188,7 @@ void CInstallerDlg::SwitchToPage(WizardDialogPage* page) {
   m_currentPage = page;
   page->SetHidden(false);
   page->OnShow();
+  ReportLayout([m_window contentView], "window");
 }
 
 void CInstallerDlg::ShowWelcomePage() {
@@ -149,6 +220,7 @@ void CInstallerDlg::ShowDirPage() {
   [m_buttonBack setEnabled:YES];
   [m_buttonNext setEnabled:YES];
   SwitchToPage(m_dirPage);
+  m_dirPage->ShowPathEnd();
   LogPage("destination");
 }
 
@@ -158,6 +230,7 @@ void CInstallerDlg::ShowFinishButtons() {
   [m_buttonBack setHidden:YES];
   [m_buttonNext setHidden:NO];
   [m_buttonNext setTitle:MessageNSString("IDS_WIZARD_FINISH")];
+  FitButtonTitle(m_buttonNext);
 }
 
 void CInstallerDlg::ShowSuccessPage() {
@@ -187,7 +260,7 @@ void CInstallerDlg::RequestClose() {
       ShowMessage(this, LookupMessage("IDS_ACCEPT_CANCEL"), kMessageQuestionYesNo) != kAnswerYes) {
     return;
   }
-  [m_window close];
+  CloseMainWindow();
 }
 
 namespace {
@@ -202,9 +275,7 @@ void Perform(CInstallerDlg* dialog, WizardAction action) {
     case WizardAction::RequestClose: dialog->RequestClose(); break;
     case WizardAction::RequestStop:
       // Stop the job after its current file: it rolls back and reports 1223.
-      SetCancel(&dialog->m_progress, 1);
-      RequestStop(&dialog->m_worker);
-      dialog->m_cancelClicked = true;
+      dialog->CancelCopy();
       break;
   }
 }
@@ -255,7 +326,11 @@ void CInstallerDlg::RunInstallation() {
   SwitchToPage(m_progressPage);
   LogPage("progress");
   m_state = kStateCopying;
-  m_cancelClicked = false;
+  m_cancelRequested = false;
+  m_copying = true;
+  // Moving the pointer over Cancel counts as a cancel, so the loop must see
+  // mouse movements.
+  [m_window setAcceptsMouseMovedEvents:YES];
   PlatformBeforeCopy();
   StartWorker(&m_worker, &m_progress);
 
@@ -264,38 +339,44 @@ void CInstallerDlg::RunInstallation() {
   TextString text;
   NSTextField* status = m_progressPage->m_statusLabel;
   NSProgressIndicator* bar = m_progressPage->m_progressBar;
+  const ByteString* shownCaption = nullptr;
+  int32_t shownPercent = -1;
   for (;;) {
-    // The loop never sleeps, so each pass gets its own pool.
     NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
     ReadProgress(&m_progress, &code, &text, &percent);
-    const ByteString& caption = percent == 100 ? m_progressPage->m_finishText : m_progressPage->m_startText;
-    [status setStringValue:ToNSString(caption)];
-    [bar setDoubleValue:percent];
+    const ByteString* caption = percent == 100 ? &m_progressPage->m_finishText : &m_progressPage->m_startText;
+    // Drawn again only when it changed: the loop turns sixty times a second.
+    if (caption != shownCaption) [status setStringValue:ToNSString(*caption)];
+    if (percent != shownPercent) [bar setDoubleValue:percent];
+    shownCaption = caption;
+    shownPercent = percent;
 
     NSEvent* event = [NSApp nextEventMatchingMask:NSUIntegerMax
-                                        untilDate:nil
+                                        untilDate:[NSDate dateWithTimeIntervalSinceNow:kPollSeconds]
                                            inMode:NSDefaultRunLoopMode
                                           dequeue:YES];
-    // Any event that lies on Cancel counts as a cancel, whatever its type.
-    NSPoint point = event != nil ? [event locationInWindow] : NSZeroPoint;
-    point = PlatformConvertScreenToBase(m_window, point);
-    point = [m_buttonCancel convertPoint:point fromView:nil];
-    if (NSPointInRect(point, [m_buttonCancel bounds])) code = kCancelledCode;
+    // Any event that points at Cancel counts as a cancel, a mere movement
+    // over it included.
+    if (EventPointsAt(event, m_buttonCancel)) code = kCancelledCode;
     if (event != nil) [NSApp sendEvent:event];
-    // A click on Cancel that the location test missed (the job, once
+    // Cancel clicked, the window closed or a signal (the job, once
     // cancelled, rolls back without a report of its own).
-    if (m_cancelClicked) code = kCancelledCode;
+    if (m_cancelRequested) code = kCancelledCode;
     [pool release];
     if (code != 0 || percent >= 100) break;
   }
+  m_copying = false;
+  [m_window setAcceptsMouseMovedEvents:NO];
   LogResult(code);
 
+  if (code == kCancelledCode) CancelCopy();  // the job keeps running unless told
+  if (m_closeAfterCopy) {
+    // The close waited for the loop; it now waits for the rollback too.
+    StopWorker();
+    [m_window close];
+    return;
+  }
   if (code != 0) {
-    if (code == kCancelledCode) {
-      // The job keeps running unless told: stop it so that it rolls back.
-      SetCancel(&m_progress, 1);
-      RequestStop(&m_worker);
-    }
     ShowMessage(this, text, kMessageErrorOk);
     ShowFailurePage();
     return;

@@ -13,8 +13,9 @@ class DirSelectPage;
 // Settings the toolkit reads when the application object is made.
 void PlatformBeforeApplication();
 
-// Makes the shared application an ordinary one with a Dock icon and menu
-// bar, and ready for modal alerts before [NSApp run] has been called.
+// Makes the shared application an ordinary one with a Dock icon and a main
+// menu (Quit, Close and the edit commands with their usual shortcuts), and
+// ready for modal alerts before [NSApp run] has been called.
 void PlatformPrepareApplication();
 
 // Before the worker starts running shell commands.
@@ -30,12 +31,21 @@ NSInteger PlatformRunAlert(NSAlert* alert, NSUInteger styleMask, id delegate, NS
 // True for the Escape key.
 bool PlatformIsEscapeKey(NSEvent* event);
 
-// A point given in screen coordinates, in the window's base coordinates.
-NSPoint PlatformConvertScreenToBase(NSWindow* window, NSPoint point);
+// The main window before it is shown: on macOS it keeps the light look its
+// white background is drawn for, also under Dark Mode.
+void PlatformPrepareWindow(NSWindow* window);
 
-// Shows the folder chooser as a sheet on `window`; when the user picks a
-// folder, page->SetChosenFolder is called with its path.
-void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, DirSelectPage* page);
+// Gives the alert its one text. AppKit shows the message text in bold and
+// wraps it. GNUstep would draw the message text as a one-line title beside
+// the icon, where a long text runs off the panel; there the text goes into
+// the informative text, which the panel sizes to fit, with line breaks that
+// keep each line within a readable width.
+void PlatformSetAlertText(NSAlert* alert, NSString* text);
+
+// Shows the folder chooser as a sheet on `window`, opened at `directory`
+// (nil: the toolkit's choice); when the user picks a folder,
+// page->SetChosenFolder is called with its path.
+void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, NSString* directory, DirSelectPage* page);
 
 }  // namespace kitsetup
 

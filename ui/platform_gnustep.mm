@@ -7,6 +7,7 @@
 
 #include <signal.h>
 
+#import "ui/text_fit.h"
 #include "ui/wizard_pages.h"
 
 // Applies the alert window's settings from inside the alert's modal loop,
@@ -25,6 +26,7 @@
   NSWindow* window = (NSWindow*)[alert window];
   [window setDelegate:delegate];
   if (title != nil) [window setTitle:title];
+  kitsetup::ReportLayout([window contentView], "box");
 }
 @end
 
@@ -75,13 +77,69 @@ bool PlatformIsEscapeKey(NSEvent* event) {
   return [characters length] == 1 && [characters characterAtIndex:0] == 0x1B;
 }
 
-NSPoint PlatformConvertScreenToBase(NSWindow* window, NSPoint point) {
-  return [window convertScreenToBase:point];
+void PlatformPrepareWindow(NSWindow* window) { (void)window; }  // one look only
+
+namespace {
+
+// The alert panel's message font, and a width that keeps the panel well
+// inside a small screen.
+const CGFloat kAlertTextWidth = 420.0;
+
+CGFloat TextWidth(NSString* text, NSDictionary* attributes) {
+  return [text sizeWithAttributes:attributes].width;
 }
 
-void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, DirSelectPage* page) {
+// Appends `word` to `lines`, on the last line when it still fits there,
+// else on new lines, cut between characters when it is wider than a line
+// (a long path has no blanks to break at).
+void AppendWord(NSMutableArray* lines, NSString* word, NSDictionary* attributes) {
+  NSString* last = [lines lastObject];
+  NSString* joined = [last length] > 0 ? [NSString stringWithFormat:@"%@ %@", last, word] : word;
+  if (TextWidth(joined, attributes) <= kAlertTextWidth) {
+    [lines replaceObjectAtIndex:[lines count] - 1 withObject:joined];
+    return;
+  }
+  if ([last length] > 0) [lines addObject:@""];
+  NSUInteger start = 0;
+  for (NSUInteger end = 1; end <= [word length]; ++end) {
+    NSString* piece = [word substringWithRange:NSMakeRange(start, end - start)];
+    if (end - start > 1 && TextWidth(piece, attributes) > kAlertTextWidth) {
+      [lines replaceObjectAtIndex:[lines count] - 1
+                       withObject:[word substringWithRange:NSMakeRange(start, end - 1 - start)]];
+      [lines addObject:@""];
+      start = end - 1;
+    }
+  }
+  [lines replaceObjectAtIndex:[lines count] - 1 withObject:[word substringFromIndex:start]];
+}
+
+NSString* WrappedAlertText(NSString* text) {
+  NSDictionary* attributes =
+      [NSDictionary dictionaryWithObject:[NSFont messageFontOfSize:14] forKey:NSFontAttributeName];
+  NSMutableArray* lines = [NSMutableArray array];
+  NSArray* paragraphs = [text componentsSeparatedByString:@"\n"];
+  for (NSUInteger p = 0; p < [paragraphs count]; ++p) {
+    [lines addObject:@""];
+    NSArray* words = [[paragraphs objectAtIndex:p] componentsSeparatedByString:@" "];
+    for (NSUInteger w = 0; w < [words count]; ++w) {
+      NSString* word = [words objectAtIndex:w];
+      if ([word length] > 0) AppendWord(lines, word, attributes);
+    }
+  }
+  return [lines componentsJoinedByString:@"\n"];
+}
+
+}  // namespace
+
+void PlatformSetAlertText(NSAlert* alert, NSString* text) {
+  // An empty title leaves the icon alone in the panel's top row.
+  [alert setMessageText:@""];
+  [alert setInformativeText:WrappedAlertText(text)];
+}
+
+void PlatformChooseFolder(NSOpenPanel* panel, NSWindow* window, NSString* directory, DirSelectPage* page) {
   (void)window;  // no completion blocks here: the same choice, run modally
-  if ([panel runModal] == NSOKButton) {
+  if ([panel runModalForDirectory:directory file:nil types:nil] == NSOKButton) {
     page->SetChosenFolder([[panel filename] UTF8String]);
   }
 }

@@ -73,6 +73,9 @@ class DirSelectPage : public WizardDialogPage {
   DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dialog);
   void SetPath(const TextString& path);
   TextString GetPath() const;
+  // Gives the path field the keyboard with the caret at the end, scrolled so
+  // that the end of the path (the part that matters) shows.
+  void ShowPathEnd();
 
   // The "..." button: the folder chooser; a chosen folder fills the field only.
   void ChooseFolder();

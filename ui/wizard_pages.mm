@@ -6,6 +6,7 @@
 #include "ui/installer_dialog.h"
 #include "ui/ns_text.h"
 #import "ui/platform.h"
+#import "ui/text_fit.h"
 
 namespace kitsetup {
 
@@ -36,6 +37,23 @@ void MakeLabel(NSTextField* field) {
   [field setBezeled:NO];
   [field setSelectable:NO];
   [field setDrawsBackground:NO];
+  // The window's background is white in every appearance, so is the text's
+  // contrast: never the appearance's own label colour.
+  [field setTextColor:[NSColor blackColor]];
+}
+
+// The chooser opens at the path in the field, or at the nearest folder
+// above it that exists (a proposed template directory usually does not yet);
+// nil when none does.
+NSString* ExistingFolderFor(NSString* path) {
+  BOOL isFolder = NO;
+  while ([path length] > 0) {
+    if ([[NSFileManager defaultManager] fileExistsAtPath:path isDirectory:&isFolder] && isFolder) return path;
+    NSString* parent = [path stringByDeletingLastPathComponent];
+    if ([parent isEqualToString:path]) break;
+    path = parent;
+  }
+  return nil;
 }
 
 }  // namespace
@@ -100,6 +118,12 @@ DirSelectPage::DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dial
   m_catalogLabel = AddLabel(170, 255, 320, 20, LookupMessage("IDS_TEMPLATE_CATALOG"));
 
   NSTextField* path = [[NSTextField alloc] initWithFrame:NSMakeRect(170, 275, 280, 30)];
+  // One line that scrolls sideways while edited: a wrapped path would hide
+  // its second line, and its end is the part that matters.
+  NSTextFieldCell* cell = [path cell];
+  [cell setWraps:NO];
+  [cell setScrollable:YES];
+  [cell setUsesSingleLineMode:YES];
   AddControl(path);
   m_pathField = path;
 
@@ -108,6 +132,7 @@ DirSelectPage::DirSelectPage(NSView* parent, NSImage* image, CInstallerDlg* dial
   [browse setButtonType:(NSButtonType)kMomentaryLight];
   [browse setBezelStyle:(NSBezelStyle)kTexturedRoundedBezel];
   [browse setTitle:@"..."];
+  FitButtonTitle(browse);
   [browse setTarget:browse];
   [browse setAction:@selector(dir_button_clicked_handler:)];
   AddControl(browse);
@@ -117,6 +142,14 @@ void DirSelectPage::SetPath(const TextString& path) { [m_pathField setStringValu
 
 TextString DirSelectPage::GetPath() const { return FromNSString([m_pathField stringValue]); }
 
+void DirSelectPage::ShowPathEnd() {
+  if (![[m_pathField window] makeFirstResponder:m_pathField]) return;
+  NSText* editor = [m_pathField currentEditor];
+  const NSRange end = NSMakeRange([[m_pathField stringValue] length], 0);
+  [editor setSelectedRange:end];
+  [editor scrollRangeToVisible:end];
+}
+
 void DirSelectPage::ChooseFolder() {
   NSOpenPanel* panel = [[NSOpenPanel openPanel] retain];
   [panel setResolvesAliases:YES];
@@ -124,7 +157,7 @@ void DirSelectPage::ChooseFolder() {
   [panel setCanChooseDirectories:YES];
   [panel setCanCreateDirectories:NO];
   [panel setAllowsMultipleSelection:NO];
-  PlatformChooseFolder(panel, [m_parent window], this);
+  PlatformChooseFolder(panel, [m_parent window], ExistingFolderFor([m_pathField stringValue]), this);
   [panel release];
 }
 

@@ -3,6 +3,7 @@
 // opened on Finish; silent mode. Screenshots of every page go to artifacts/.
 #include <gtest/gtest.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include "core/messages.h"
 #include "e2e/x_session.h"
 #include "kit/kit_writer.h"
+#include "support/test_support.h"
 
 namespace {
 
@@ -49,8 +51,7 @@ std::map<std::string, std::string> Snapshot(const std::string& root) {
     if (S_ISDIR(st.st_mode)) {
       record = "directory";
     } else {
-      record = "file " + std::to_string(st.st_mtim.tv_sec) + "." + std::to_string(st.st_mtim.tv_nsec) +
-               " " + ReadFile(path);
+      record = "file " + std::to_string(testsupport::MtimeNs(st)) + " " + ReadFile(path);
     }
   }
   return out;
@@ -398,6 +399,143 @@ TEST_F(SetupWizard, FolderChooserFillsThePathOnlyOnOk) {
   EXPECT_NE(stat((run.home() + "/.mivo").c_str(), &st), 0) << "the proposed directory was used";
   Next();
   EXPECT_EQ(run.WaitExit(20), 0);
+}
+
+// The old files in `dir` that the test kit replaces, dated before it.
+void WriteOldTree(const std::string& dir) {
+  ASSERT_EQ(system(("mkdir -p " + e2e::Quote(dir + "/Trade")).c_str()), 0);
+  WriteDated(dir + "/Trade/template.cfg", "name=Old\n", 1000000000);
+}
+
+int Count(const std::vector<std::string>& log, const std::string& prefix) {
+  int n = 0;
+  for (const std::string& line : log) n += line.compare(0, prefix.size(), prefix) == 0;
+  return n;
+}
+
+// Whether the pointer over a place counts as a cancel must not depend on
+// where the window stands: at each position the copy (paused) sees the
+// pointer cross the whole page and the disabled Back and Next and goes on;
+// the pointer on Cancel, not even a click, ends it with 1223. Escape with
+// the keyboard in the path field asks, as everywhere, and so does Escape
+// during the copy; the answer No changes nothing, and the question also
+// proves that every movement before it was seen.
+TEST_F(SetupWizard, PointerOnCancelCancelsWhereverTheWindowIs) {
+  struct Position {
+    const char* name;
+    int x, y;  // the client area's top left; -1: where the installer put it
+  };
+  for (const Position& p : {Position{"centred", -1, -1}, Position{"bottom_left", 0, 768 - 360}}) {
+    SCOPED_TRACE(p.name);
+    SetupRun run;
+    WriteKit(run.kitPath(), 20);
+    run.GateCopy("gated");
+    const std::string target = run.dir() + "/gated";
+    ASSERT_TRUE(run.Start(x_, {"-Len"}));
+    ASSERT_TRUE(FindWindow(run, 3));
+    if (p.x >= 0) ASSERT_TRUE(w_.MoveTo(p.x, p.y));
+    Next();
+    ASSERT_NE(run.WaitForLog("page destination", 10), "");
+    TypePath(target);
+    x_.Key("Escape");  // the keyboard is in the path field
+    ASSERT_EQ(run.WaitForLog("message", 10), "message 0x2000002 " + Text(3, "IDS_ACCEPT_CANCEL"));
+    x_.Key("Escape");  // No
+    Next();
+    ASSERT_EQ(run.WaitForLog("page progress", 10), "page progress");
+
+    for (int y = 10; y < 360; y += 50) {
+      for (int x = 10; x < 500; x += 60) {
+        if (!(x >= 410 && y >= 320)) w_.HoverAt(x, y);
+      }
+    }
+    w_.HoverAt(350, 335);  // Next, disabled
+    x_.Key("Escape");
+    ASSERT_NE(w_.Box(), "");
+    EXPECT_EQ(Count(run.Log(), "message 0x2000002"), 2);
+    EXPECT_EQ(run.WaitForLog("result", 0), "") << "a movement off Cancel cancelled the copy";
+    x_.Key("Escape");  // No
+
+    w_.HoverAt(450, 335);
+    EXPECT_EQ(run.WaitForLog("result", 10), "result 1223");
+    run.OpenGate();
+    ASSERT_NE(run.WaitForLog("message 0x1000001", 20), "");
+    x_.Key("Return");
+    ASSERT_EQ(run.WaitForLog("page failure", 20), "page failure");
+    Next();  // Finish
+    EXPECT_EQ(run.WaitExit(20), 0);
+    struct stat st {};
+    EXPECT_NE(stat(target.c_str(), &st), 0) << "the directory the run created is removed";
+  }
+}
+
+// Closing the window during the copy (the window manager's close, as from
+// the title bar) is a cancel: the copy stops, rolls back, and only then
+// does the program end; no box is shown to nobody.
+TEST(SetupWindowManager, ClosingDuringACopyRollsBackThenEnds) {
+  setenv("LANG", "C.UTF-8", 1);
+  XServer x;
+  ASSERT_TRUE(x.ok());
+  SetupRun run;
+  WriteKit(run.kitPath(), 20);
+  const std::string tmplts = run.home() + "/.mivo/Vesk/miv8/tmplts";
+  WriteOldTree(tmplts);
+  const auto before = Snapshot(tmplts);
+  run.GateCopy("tmplts");
+  ASSERT_TRUE(run.Start(x, {"-S"}));
+  ASSERT_EQ(run.WaitForLog("page progress", 20), "page progress");
+  ASSERT_FALSE(x.WaitForWindows(Text(3, "IDR_MAINFRAME"), 10).empty());
+  x.Key("alt+F4");
+  EXPECT_EQ(run.WaitForLog("result", 10), "result 1223");
+  run.OpenGate();
+  EXPECT_EQ(run.WaitExit(30), 0);
+  EXPECT_EQ(Count(run.Log(), "message"), 0);
+  EXPECT_EQ(Snapshot(tmplts), before);
+}
+
+// A silent run never waits for a click: its box closes by itself and the
+// program ends, whether the copy failed or a signal cancelled it. The
+// "result" line says which; the tree is as it was either way. SIGTERM
+// before any copy simply ends the program.
+TEST_F(SetupWizard, SilentRunEndsByItselfAfterAFailureOrASignal) {
+  struct Case {
+    const char* name;
+    bool blocked;  // a plain file stands where the kit needs a folder
+    int signal;    // sent during the copy, 0 for none
+  };
+  for (const Case& c : {Case{"failure", true, 0}, Case{"sigterm", false, SIGTERM}, Case{"sighup", false, SIGHUP}}) {
+    SCOPED_TRACE(c.name);
+    SetupRun run;
+    WriteKit(run.kitPath(), 20);
+    const std::string tmplts = run.home() + "/.mivo/Vesk/miv8/tmplts";
+    WriteOldTree(tmplts);
+    if (c.blocked) WriteDated(tmplts + "/Big", "a file, not a folder\n", 1000000000);
+    const auto before = Snapshot(tmplts);
+    if (c.signal != 0) run.GateCopy("tmplts");
+    ASSERT_TRUE(run.Start(x_, {"-S"}));
+    ASSERT_EQ(run.WaitForLog("page progress", 20), "page progress");
+    if (c.signal != 0) {
+      ASSERT_TRUE(run.Signal(c.signal));
+      EXPECT_EQ(run.WaitForLog("result", 10), "result 1223");
+      run.OpenGate();
+    } else {
+      const std::string result = run.WaitForLog("result", 30);
+      EXPECT_NE(result, "");
+      EXPECT_NE(result, "result 0");
+      EXPECT_NE(result, "result 1223");
+    }
+    EXPECT_NE(run.WaitForLog("message 0x1000001", 20), "");
+    EXPECT_EQ(run.WaitExit(60), 0) << "the box did not close by itself";
+    EXPECT_EQ(run.WaitForLog("page failure", 0), "page failure");
+    EXPECT_EQ(Snapshot(tmplts), before);
+  }
+
+  SetupRun idle;
+  WriteKit(idle.kitPath());
+  ASSERT_TRUE(idle.Start(x_, {"-Len"}));
+  ASSERT_TRUE(FindWindow(idle, 3));
+  ASSERT_TRUE(idle.Signal(SIGTERM));
+  EXPECT_EQ(idle.WaitExit(20), 0);
+  EXPECT_EQ(idle.WaitForLog("message", 0), "") << "a signal closes without a question";
 }
 
 }  // namespace

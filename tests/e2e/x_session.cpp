@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -175,6 +176,16 @@ void XServer::Key(const std::string& key) const {
   SleepSeconds(0.4);
 }
 
+void XServer::Hover(int x, int y) const {
+  Xdo("mousemove " + std::to_string(x) + " " + std::to_string(y));
+  SleepSeconds(0.05);
+}
+
+void XServer::MoveWindow(const std::string& id, int x, int y) const {
+  Xdo("windowmove --sync " + id + " " + std::to_string(x) + " " + std::to_string(y));
+  SleepSeconds(0.3);
+}
+
 void XServer::Type(const std::string& text) const {
   Xdo("type --delay 30 " + Quote(text));
   SleepSeconds(0.3);
@@ -203,6 +214,12 @@ bool WizardWindow::Find(const SetupRun& run, const std::string& title) {
   title_ = title;
   At(330, 200);
   return true;
+}
+
+bool WizardWindow::MoveTo(int x, int y) {
+  x_.MoveWindow(id_, x, y);
+  int w = 0, h = 0;
+  return x_.Geometry(id_, x0_, y0_, w, h) && x0_ == x && y0_ == y;
 }
 
 std::string WizardWindow::Box(double seconds) const {
@@ -313,6 +330,22 @@ int SetupRun::WaitExit(double seconds) {
   }
   return -1;
 }
+
+bool SetupRun::Signal(int number) const { return pid_ > 0 && kill(pid_, number) == 0; }
+
+void SetupRun::GateCopy(const std::string& pathPart) {
+  const std::string bin = dir_ + "/gate-bin";
+  const std::string mkdirPath = RunOutput("command -v mkdir");
+  system(("mkdir -p " + Quote(bin)).c_str());
+  std::ofstream(bin + "/mkdir") << "#!/bin/sh\ncase \"$*\" in *" << pathPart << "*)\n"
+                                << "  while [ ! -e " << Quote(dir_ + "/gate") << " ]; do sleep 0.05; done;;\n"
+                                << "esac\nexec " << mkdirPath.substr(0, mkdirPath.find('\n')) << " \"$@\"\n";
+  chmod((bin + "/mkdir").c_str(), 0755);
+  SetPathPrefix(path_prefix_.empty() ? bin : bin + ":" + path_prefix_);
+  AddEnv("KITSETUP_NO_FAST_PATHS=1");
+}
+
+void SetupRun::OpenGate() const { std::ofstream(dir_ + "/gate") << "open\n"; }
 
 bool SetupRun::Running() {
   if (pid_ <= 0) return false;

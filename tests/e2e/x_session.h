@@ -35,6 +35,10 @@ class XServer {
   // A click as a person makes it: move, press, a short pause, release.
   void Click(int x, int y) const;
   void Key(const std::string& key) const;
+  // The pointer moves to (x, y) on the screen; nothing is pressed.
+  void Hover(int x, int y) const;
+  // Moves window `id` so that its top left corner is at (x, y).
+  void MoveWindow(const std::string& id, int x, int y) const;
   void Type(const std::string& text) const;
   // Saves the whole screen as artifacts/<name>.png; returns the path.
   std::string Screenshot(const std::string& name) const;
@@ -73,6 +77,15 @@ class SetupRun {
   // process is then killed), -2 when it died of a signal.
   int WaitExit(double seconds);
   bool Running();
+  pid_t pid() const { return pid_; }
+  bool Signal(int number) const;
+
+  // The copy pauses at its first directory under a path that contains
+  // `pathPart`, until OpenGate: a "mkdir" stand-in waits for the gate file.
+  // The shell commands are forced (KITSETUP_NO_FAST_PATHS) so that the copy
+  // makes its directories with mkdir. Call before Start.
+  void GateCopy(const std::string& pathPart);
+  void OpenGate() const;
 
  private:
   std::string dir_;
@@ -96,6 +109,11 @@ class WizardWindow {
   std::string Box(double seconds = 5) const;
 
   void At(int x, int y) const { x_.Click(x0_ + x, y0_ + y); }
+  // The pointer over (x, y) of the client area, no click.
+  void HoverAt(int x, int y) const { x_.Hover(x0_ + x, y0_ + y); }
+  // Moves the window's client area to (x, y) on the screen; false when the
+  // window did not arrive there.
+  bool MoveTo(int x, int y);
   void Back() const { At(270, 335); }
   void Next() const { At(350, 335); }  // also Finish
   void Cancel() const { At(450, 335); }

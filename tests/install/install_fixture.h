@@ -68,7 +68,7 @@ inline void SnapshotInto(const std::string& root, const std::string& rel, Snapsh
     NodeState& node = out[path];
     node.kind = S_ISDIR(info.st_mode) ? 'd' : S_ISLNK(info.st_mode) ? 'l' : 'f';
     if (node.kind == 'd') SnapshotInto(root, path, out);
-    if (node.kind != 'd') node.mtime_ns = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    if (node.kind != 'd') node.mtime_ns = testsupport::MtimeNs(info);
     if (node.kind == 'f') node.bytes = ReadFile(root + path);
   }
   closedir(dir);

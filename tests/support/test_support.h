@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -27,6 +28,10 @@
 #include <vector>
 
 #include "core/text_string.h"
+
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
 
 namespace testsupport {
 
@@ -292,6 +297,30 @@ inline std::string CaptureStderr(const std::function<void()>& body) {
   const std::string text = ReadFile(name);
   unlink(name);
   return text;
+}
+
+
+// A file's modification time in nanoseconds (the field is st_mtimespec on
+// macOS, st_mtim on Linux).
+inline int64_t MtimeNs(const struct stat& info) {
+#ifdef __APPLE__
+  const struct timespec& t = info.st_mtimespec;
+#else
+  const struct timespec& t = info.st_mtim;
+#endif
+  return int64_t(t.tv_sec) * 1000000000 + t.tv_nsec;
+}
+
+// This test program's own path, to start it again; "" when unknown.
+inline std::string SelfExecutable() {
+  char path[4096];
+#ifdef __APPLE__
+  uint32_t size = sizeof path;
+  return _NSGetExecutablePath(path, &size) == 0 ? std::string(path) : std::string();
+#else
+  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+  return n > 0 ? std::string(path, size_t(n)) : std::string();
+#endif
 }
 
 }  // namespace testsupport
