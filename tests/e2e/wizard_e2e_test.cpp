@@ -433,7 +433,9 @@ TEST_F(SetupWizard, PointerOnCancelCancelsWhereverTheWindowIs) {
     const std::string target = run.dir() + "/gated";
     ASSERT_TRUE(run.Start(x_, {"-Len"}));
     ASSERT_TRUE(FindWindow(run, 3));
-    if (p.x >= 0) ASSERT_TRUE(w_.MoveTo(p.x, p.y));
+    if (p.x >= 0) {
+      ASSERT_TRUE(w_.MoveTo(p.x, p.y));
+    }
     Next();
     ASSERT_NE(run.WaitForLog("page destination", 10), "");
     TypePath(target);
@@ -445,7 +447,9 @@ TEST_F(SetupWizard, PointerOnCancelCancelsWhereverTheWindowIs) {
 
     for (int y = 10; y < 360; y += 50) {
       for (int x = 10; x < 500; x += 60) {
-        if (!(x >= 410 && y >= 320)) w_.HoverAt(x, y);
+        if (!(x >= 410 && y >= 320)) {
+          w_.HoverAt(x, y);
+        }
       }
     }
     w_.HoverAt(350, 335);  // Next, disabled
@@ -502,7 +506,8 @@ TEST_F(SetupWizard, SilentRunEndsByItselfAfterAFailureOrASignal) {
     bool blocked;  // a plain file stands where the kit needs a folder
     int signal;    // sent during the copy, 0 for none
   };
-  for (const Case& c : {Case{"failure", true, 0}, Case{"sigterm", false, SIGTERM}, Case{"sighup", false, SIGHUP}}) {
+  for (const Case& c : {Case{"failure", true, 0}, Case{"sigterm", false, SIGTERM}, Case{"sighup", false, SIGHUP},
+                        Case{"sigint", false, SIGINT}}) {
     SCOPED_TRACE(c.name);
     SetupRun run;
     WriteKit(run.kitPath(), 20);
