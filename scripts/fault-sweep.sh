@@ -216,6 +216,11 @@ for row in "${selected[@]}"; do
   [ "$result" != missed ] || missed_list+=("$id")
   seconds=$(( $(date +%s) - t0 ))
   line="$result $id ${seconds}s: $what"
+  # How many tests ran, so that a "missed" can be told from a run that ran nothing.
+  if [ "$result" = caught ] || [ "$result" = missed ]; then
+    ran=$(grep -Eo '[0-9]+ tests failed out of [0-9]+' "$scratch/fault.log" | tail -n 1 || true)
+    [ -z "$ran" ] || line+=" ($ran)"
+  fi
   [ -z "$failing" ] || line+=" [$(echo "$failing" | paste -sd ' ')]"
   echo "$line" >>"$report"
   printf '%3d/%d %-12s %s (%ss)\n' "$n" "${#selected[@]}" "$result" "$id" "$seconds"
