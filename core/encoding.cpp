@@ -126,6 +126,11 @@ TextString FromLocaleBytes(const ByteString& bytes) {
   return FromLocaleBytes(bytes.c_str(), bytes.length());
 }
 
+bool ToLocaleBytesExactly(const TextString& text, ByteString& bytes) {
+  bytes = ToLocaleBytes(text);
+  return FromLocaleBytes(bytes) == text;
+}
+
 size_t LocaleBytesLoss(const TextString& text) {
   const TextString back = FromLocaleBytes(ToLocaleBytes(text));
   const size_t n = text.length();

@@ -26,6 +26,10 @@ TextString FromLocaleBytes(const ByteString& bytes);
 // the whole text survives. A path that fails here would name another file.
 size_t LocaleBytesLoss(const TextString& text);
 
+// ToLocaleBytes of `text` into `bytes`; false when the bytes do not convert
+// back to the same text (then they name, or say, something else).
+bool ToLocaleBytesExactly(const TextString& text, ByteString& bytes);
+
 // Writes at most max_units units to out; returns the number of wide
 // characters the input holds (possibly more than were written). With
 // max_units 0 it only measures. Invalid input never makes it allocate more

@@ -40,8 +40,8 @@ bool SurvivesLocale(const TextString& text, std::string& out) {
     for (size_t i = 0; i < text.length(); ++i) out[i] = static_cast<char>(text[i]);
     return true;
   }
-  const ByteString bytes = ToLocaleBytes(text);
-  if (!(FromLocaleBytes(bytes) == text)) return false;
+  ByteString bytes;
+  if (!ToLocaleBytesExactly(text, bytes)) return false;
   out.assign(bytes.c_str(), bytes.length());
   return true;
 }

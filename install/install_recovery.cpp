@@ -87,14 +87,15 @@ std::vector<RecoveredRun> RecoverEndedRuns(const TextString& only) {
   const std::string temp_bytes = ToLocaleBytes(temp).c_str();
   std::vector<std::string> names;
   if (DIR* listing = opendir(temp_bytes.c_str())) {
-    while (const dirent* entry = readdir(listing))
+    while (const dirent* entry = readdir(listing)) {
       if (std::string(entry->d_name).rfind("r4stp", 0) == 0) names.push_back(entry->d_name);
+      // A staging file of an installer that ended without removing it: only
+      // a live process holds its staging file locked.
+      if (IsStagingFileName(entry->d_name)) RemoveIfAbandonedStagingFile(temp_bytes + entry->d_name);
+    }
     closedir(listing);
   }
   std::sort(names.begin(), names.end());
-  // Staging files of installers that ended without removing them: only a
-  // live process holds its staging file locked.
-  RemoveAbandonedStagingFiles(temp);
 
   for (const std::string& name : names) {
     const std::string directory = temp_bytes + name;

@@ -202,7 +202,7 @@ uint32_t LoadKit(DistributionKit& kit, const TextString& kit_path, KitProblem* p
 
   TextString temp_dir;
   GetTempDirectory(temp_dir);
-  code = CreateTempFile(temp_dir, TextString(u"edf"), kit.stagingPath);
+  code = CreateTempFile(temp_dir, TextString(kStagingPrefix), kit.stagingPath);
   if (code) {
     p.what = "cannot create a staging file in the temporary directory";
     p.inStaging = true;

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "core/text_string.h"
 #include "kit/file_handle.h"
@@ -19,9 +20,15 @@ namespace kitsetup {
 // recovery looks at the lock, and it removes only files it could lock).
 uint32_t HoldStagingFile(FileHandle handle);
 
-// Removes every "edf..." regular file in `temp_dir` (ending in "/") that no
-// process holds. Returns how many were removed.
-size_t RemoveAbandonedStagingFiles(const TextString& temp_dir);
+// The start of every staging file's name in the temporary directory.
+constexpr char16_t kStagingPrefix[] = u"edf";
+
+// True when `name` (a directory entry) starts like a staging file's.
+bool IsStagingFileName(const char* name);
+
+// Removes the staging file at `path` when it is a regular file that no
+// process holds. True when it was removed.
+bool RemoveIfAbandonedStagingFile(const std::string& path);
 
 }  // namespace kitsetup
 

@@ -291,13 +291,6 @@ void read_locale_bytes(FILE* f, LineScanner& scanner, ReadState& state) {
   }
 }
 
-// The locale's bytes of `text`, false when some of it does not convert (a
-// UTF-16 file's surrogates, say): such a line cannot be written as it was.
-bool converts_whole(const TextString& text, ByteString& bytes) {
-  bytes = ToLocaleBytes(text);
-  return FromLocaleBytes(bytes) == text;
-}
-
 // Where the new file goes: beside the file the path names, following a
 // symbolic link, so that a link the user made stays a link.
 std::string write_target(const TextString& path) {
@@ -340,11 +333,13 @@ void write_list(const TextString& path, const ConfigList& list) {
   bool ok = f != nullptr;
   if (!ok) close(fd);
   for (size_t i = 0; ok && i < list.size(); ++i) {
+    // A line that does not convert (a UTF-16 file's surrogates, say) cannot
+    // be written as it was.
     ByteString key;
-    ok = converts_whole(list[i].key, key);
+    ok = ToLocaleBytesExactly(list[i].key, key);
     for (size_t v = 0; ok && v < list[i].values.size(); ++v) {
       ByteString value;
-      ok = converts_whole(list[i].values[v], value) &&
+      ok = ToLocaleBytesExactly(list[i].values[v], value) &&
            fprintf(f, "%s=%s", key.c_str(), value.c_str()) >= 0 && fputc('\n', f) != EOF;
     }
   }
