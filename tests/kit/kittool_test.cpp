@@ -1,17 +1,14 @@
-// kittool pack, list and verify, run as the real program on real files.
+// kittool pack, list, verify and extract, run as the real program on real files.
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <chrono>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,6 +19,7 @@
 
 namespace {
 
+using testsupport::ListNames;
 using testsupport::Text;
 
 struct Result {
@@ -39,11 +37,8 @@ class KittoolTest : public ::testing::Test {
     pid_t pid = fork();
     if (pid == 0) {
       for (const std::string& e : env) putenv(const_cast<char*>(e.c_str()));
-      int out = open((out_path.empty() ? scratch_.At("stdout") : out_path).c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                     0644);
-      int err = open((scratch_.At("stderr")).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      dup2(out, 1);
-      dup2(err, 2);
+      dup2(open((out_path.empty() ? scratch_.At("stdout") : out_path).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
+      dup2(open(scratch_.At("stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
       setenv("TMPDIR", tmp_.path().c_str(), 1);
       setenv("LANG", "C.UTF-8", 1);
       std::vector<char*> argv{const_cast<char*>(kKittool)};
@@ -67,12 +62,10 @@ class KittoolTest : public ::testing::Test {
   Result Run(const std::vector<std::string>& args, const std::vector<std::string>& env = {}) {
     return Wait(Start(args, env));
   }
-
-  // Evaluates a Python expression over the parsed JSON text `d`.
+  // Evaluates a Python expression over the parsed JSON text, as `d`.
   std::string Python(const std::string& json_text, const std::string& expression) {
     return testsupport::PythonOnJson(json_text, expression, scratch_.path());
   }
-
   void MakeFile(const std::string& relative, const std::string& bytes, time_t mtime) {
     testsupport::WriteFile(src_.At(relative), bytes, mtime);
   }
@@ -83,7 +76,7 @@ class KittoolTest : public ::testing::Test {
   testsupport::ScratchDir src_;
 };
 
-uint64_t FileTime(time_t seconds) { return uint64_t(seconds) * 10000000 + 116444736000000000ull; }
+std::string FileTime(time_t seconds) { return std::to_string(uint64_t(seconds) * 10000000 + 116444736000000000ull); }
 
 TEST_F(KittoolTest, PackedTreeListsAsJson) {
   std::string bin;
@@ -91,49 +84,34 @@ TEST_F(KittoolTest, PackedTreeListsAsJson) {
   MakeFile("readme.htm", "hello", 1600000000);
   MakeFile("conf/main.cfg", "a=1\n", 1600000001);
   MakeFile("conf/sub/x.bin", bin, 1600000002);
-  std::string kit = scratch_.At("out.efd");
+  const std::string kit = scratch_.At("out.efd");
   Result pack = Run({"pack", "--describe", "en", "Say \"hi\"", "Vendor\\Co", "\\readme.htm", "--describe", "ru",
                      "Продукт", "V", "", "--level", "9", src_.path(), kit});
   ASSERT_EQ(pack.exit_code, 0) << pack.err;
-
-  // The first entry's data follows the table, whose size the format fixes.
-  size_t table = 8 + kittest::DescriptionRecord(u"en", u"Say \"hi\"", u"Vendor\\Co", u"\\readme.htm").size() +
-                 kittest::DescriptionRecord(u"ru", u"Продукт", u"V", u"").size() + 4 +
-                 kittest::EntryRecord(u"conf\\main.cfg", 0, 0, 0).size() +
-                 kittest::EntryRecord(u"conf\\sub\\x.bin", 0, 0, 0).size() +
-                 kittest::EntryRecord(u"readme.htm", 0, 0, 0).size();
   Result list = Run({"list", "--json", "--hash", kit});
   ASSERT_EQ(list.exit_code, 0) << list.err;
   EXPECT_EQ(Python(list.out, "d['schema'], d['descriptionFormat'], d['descriptions']"),
             "1 1 [{'language': 'en', 'product': 'Say \"hi\"', 'vendor': 'Vendor\\\\Co', 'descriptionFile': "
             "'\\\\readme.htm'}, {'language': 'ru', 'product': 'Продукт', 'vendor': 'V', 'descriptionFile': ''}]");
   EXPECT_EQ(Python(list.out, "[(e['name'], e['path'], e['size'], e['time'], e['writeTime']) for e in d['entries']]"),
-            "[('conf\\\\main.cfg', 'conf/main.cfg', 4, '2020-09-13T12:26:41Z', " + std::to_string(FileTime(1600000001)) +
-                "), ('conf\\\\sub\\\\x.bin', 'conf/sub/x.bin', 256, '2020-09-13T12:26:42Z', " +
-                std::to_string(FileTime(1600000002)) + "), ('readme.htm', 'readme.htm', 5, '2020-09-13T12:26:40Z', " +
-                std::to_string(FileTime(1600000000)) + ")]");
+            "[('conf\\\\main.cfg', 'conf/main.cfg', 4, '2020-09-13T12:26:41Z', " + FileTime(1600000001) +
+                "), ('conf\\\\sub\\\\x.bin', 'conf/sub/x.bin', 256, '2020-09-13T12:26:42Z', " + FileTime(1600000002) +
+                "), ('readme.htm', 'readme.htm', 5, '2020-09-13T12:26:40Z', " + FileTime(1600000000) + ")]");
   // Sizes and checksums against the files themselves; data back to back.
-  const std::string src = src_.path() + "/";
   EXPECT_EQ(Python(list.out, "d['kitSize'] == os.path.getsize('" + kit + "'), d['kitSha256'] == hashlib.sha256("
                              "open('" + kit + "', 'rb').read()).hexdigest(), all(e['sha256'] == hashlib.sha256("
-                             "open('" + src + "' + e['path'], 'rb').read()).hexdigest() for e in d['entries']), "
-                             "[e['dataOffset'] for e in d['entries']], d['unpackedSize']"),
-            "True True True [" + std::to_string(table) + ", " + std::to_string(table + 4) + ", " +
-                std::to_string(table + 260) + "] " + std::to_string(table + 265));
-  EXPECT_TRUE(tmp_.StagingFiles().empty());
-
+                             "open('" + src_.path() + "/' + e['path'], 'rb').read()).hexdigest() for e in "
+                             "d['entries']), [e['dataOffset'] - d['entries'][0]['dataOffset'] for e in d['entries']], "
+                             "d['unpackedSize'] - d['entries'][0]['dataOffset']"),
+            "True True True [0, 4, 260] 265");
   Result text = Run({"list", kit});
   ASSERT_EQ(text.exit_code, 0) << text.err;
   EXPECT_NE(text.out.find("2020-09-13 12:26:41 UTC"), std::string::npos) << text.out;
   EXPECT_NE(text.out.find("conf\\sub\\x.bin"), std::string::npos) << text.out;
-
   Result verify = Run({"verify", "--json", kit});
   EXPECT_EQ(verify.exit_code, 0) << verify.err;
   EXPECT_EQ(Python(verify.out, "d['schema'], d['result'], d['code'], d['entries'], d['descriptions']"), "1 ok 0 3 2");
-  Result refused = Run({"verify", "--json", KITSETUP_SOURCE_DIR "/tests/data/kit/name_shell_dollar.efd"});
-  EXPECT_EQ(refused.exit_code, 3);
-  EXPECT_EQ(Python(refused.out, "d['result'], d['code'], 'shell' in d['message']"), "refused 13 True");
-  EXPECT_TRUE(tmp_.StagingFiles().empty());
+  EXPECT_TRUE(ListNames(tmp_.path()).empty());
 }
 
 // One table for the command line: what each mistake exits with and says.
@@ -212,7 +190,17 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
     }
     unlink(never.c_str());
   }
-  // --force packs what the refusals above stop, and the kit loads.
+  // pack refuses names the installer would refuse (a backslash would make a
+  // folder), one at a time, and writes nothing.
+  for (const char* bad : {"cost$.txt", "a`b", "quote\"d", "back\\slash", "line\nbreak"}) {
+    MakeFile(bad, "x", 1600000000);
+    Result r = Run({"pack", s, never});
+    EXPECT_EQ(r.exit_code, 1) << bad;
+    EXPECT_NE(r.err.find("cannot pack"), std::string::npos) << r.err;
+    EXPECT_NE(access(never.c_str(), F_OK), 0) << bad;
+    unlink(src_.At(bad).c_str());
+  }
+  // --force packs what the description refusals above stop, and the kit loads.
   Result forced = Run({"pack", "--force", "--legacy", "--describe", "de", "P", "V", "\\Docs\\missing.htm", s, never});
   EXPECT_EQ(forced.exit_code, 0) << forced.err;
   EXPECT_EQ(Run({"verify", never}).exit_code, 0);
@@ -229,29 +217,6 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
   }
 }
 
-// Every option that --help names is in the manual page, and every command.
-TEST_F(KittoolTest, ManualPageNamesEveryOptionOfTheHelp) {
-  std::string page = testsupport::ReadFile(KITSETUP_SOURCE_DIR "/docs/kittool.1");
-  ASSERT_FALSE(page.empty());
-  page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());  // troff's \- is a plain -
-  for (const char* command : {"", "pack", "list", "verify", "extract", "install"}) {
-    Result r = Run(*command ? std::vector<std::string>{command, "--help"} : std::vector<std::string>{"--help"});
-    ASSERT_EQ(r.exit_code, 0) << command;
-    if (*command) {
-      EXPECT_NE(page.find(std::string(".SS ") + command), std::string::npos) << command;
-    }
-    for (size_t at = r.out.find("--"); at != std::string::npos; at = r.out.find("--", at + 2)) {
-      size_t end = at + 2;
-      while (end < r.out.size() && (std::isalnum(static_cast<unsigned char>(r.out[end])) || r.out[end] == '-')) ++end;
-      const std::string option = r.out.substr(at, end - at);
-      if (option.size() > 2) {
-        EXPECT_NE(page.find(option), std::string::npos) << command << " " << option;
-      }
-      at = end - 2;
-    }
-  }
-}
-
 TEST_F(KittoolTest, PackWarnsOfLinksAndDereferencesThem) {
   MakeFile("conf/main.cfg", "a=1\n", 1600000000);
   ASSERT_EQ(symlink("conf/main.cfg", src_.At("link.cfg").c_str()), 0);
@@ -264,13 +229,11 @@ TEST_F(KittoolTest, PackWarnsOfLinksAndDereferencesThem) {
   EXPECT_EQ(std::count(plain.err.begin(), plain.err.end(), '\n'), 4) << plain.err;
   EXPECT_NE(plain.err.find("link.cfg: symbolic link to conf/main.cfg left out"), std::string::npos) << plain.err;
   EXPECT_NE(plain.out.find("packed 1 files into " + kit + " (4 left out"), std::string::npos) << plain.out;
-
   Result followed = Run({"pack", "--dereference", src_.path(), kit});
   ASSERT_EQ(followed.exit_code, 0) << followed.err;
   // The dangling link and the loop, seen as conf/loop and as linked-dir/loop.
   EXPECT_NE(followed.out.find("(3 left out"), std::string::npos) << followed.out;
-  Result list = Run({"list", "--json", kit});
-  EXPECT_EQ(Python(list.out, "[e['path'] for e in d['entries']]"),
+  EXPECT_EQ(Python(Run({"list", "--json", kit}).out, "[e['path'] for e in d['entries']]"),
             "['conf/main.cfg', 'link.cfg', 'linked-dir/main.cfg']");
 }
 
@@ -287,39 +250,9 @@ TEST_F(KittoolTest, SameTreeWithNewDatesPacksToTheSameBytes) {
   ASSERT_EQ(Run({"pack", "--describe", "en", "P", "V", "", src_.path(), first}, epoch).exit_code, 0);
   ASSERT_EQ(Run({"pack", "--describe", "en", "P", "V", "", copy.path(), second}, epoch).exit_code, 0);
   EXPECT_EQ(testsupport::ReadFile(first), testsupport::ReadFile(second));
-  Result list = Run({"list", "--json", first});
-  EXPECT_EQ(Python(list.out, "sorted(set((e['path'] == 'old.txt', e['time']) for e in d['entries']))"),
+  EXPECT_EQ(Python(Run({"list", "--json", first}).out,
+                   "sorted(set((e['path'] == 'old.txt', e['time']) for e in d['entries']))"),
             "[(False, '2020-09-13T12:26:40Z'), (True, '2017-07-14T02:40:00Z')]");
-}
-
-TEST_F(KittoolTest, InterruptedPackLeavesTheOldKitAndNoTemporaryFile) {
-  MakeFile("small.txt", "old kit", 1600000000);
-  const std::string kit = scratch_.At("kits/k.efd");
-  testsupport::MakeDirs(scratch_.At("kits"));
-  ASSERT_EQ(Run({"pack", src_.path(), kit}).exit_code, 0);
-  const std::string old_bytes = testsupport::ReadFile(kit);
-  // 48 MB that does not compress: seconds of work at level 9.
-  std::string noise(48 << 20, '\0');
-  uint64_t x = 88172645463325252ull;
-  for (char& c : noise) {
-    x ^= x << 13, x ^= x >> 7, x ^= x << 17;
-    c = static_cast<char>(x);
-  }
-  MakeFile("big.bin", noise, 1600000000);
-  noise.clear();
-
-  pid_t pid = Start({"pack", "--level", "9", src_.path(), kit});
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (testsupport::ListNames(scratch_.At("kits")).size() < 2 && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
-  }
-  kill(pid, SIGINT);
-  Result r = Wait(pid);
-  EXPECT_EQ(testsupport::ListNames(scratch_.At("kits")), std::vector<std::string>{"k.efd"}) << "no temporary file";
-  // A machine fast enough to finish first has replaced the kit whole.
-  if (r.exit_code == 0) GTEST_SKIP() << "pack finished before the signal";
-  EXPECT_TRUE(r.signal == SIGINT || r.exit_code == 130) << r.exit_code << " " << r.err;
-  EXPECT_EQ(testsupport::ReadFile(kit), old_bytes);
 }
 
 TEST_F(KittoolTest, ExtractThenVerifyAgainstReportsEveryDifference) {
@@ -329,7 +262,6 @@ TEST_F(KittoolTest, ExtractThenVerifyAgainstReportsEveryDifference) {
   MakeFile("gone.txt", "g", 1600000003);
   const std::string kit = scratch_.At("k.efd");
   ASSERT_EQ(Run({"pack", src_.path(), kit}).exit_code, 0);
-
   testsupport::ScratchDir out;
   const std::string dir = out.At("tree");
   Result extract = Run({"extract", kit, dir});
@@ -337,7 +269,6 @@ TEST_F(KittoolTest, ExtractThenVerifyAgainstReportsEveryDifference) {
   EXPECT_EQ(extract.out, "extracted 4 files into " + dir + "\n");
   Result same = Run({"verify", "--against", dir, kit});
   EXPECT_EQ(same.exit_code, 0) << same.out << same.err;
-  EXPECT_TRUE(tmp_.StagingFiles().empty());
 
   testsupport::WriteFile(dir + "/conf/main.cfg", "a=2\n", 1600000001);  // same size and time
   testsupport::WriteFile(dir + "/conf/keep.cfg", "k\n", 1700000000);
@@ -345,9 +276,8 @@ TEST_F(KittoolTest, ExtractThenVerifyAgainstReportsEveryDifference) {
   testsupport::WriteFile(dir + "/conf/extra.cfg", "e", 1600000000);
   Result text = Run({"verify", "--against", dir, kit});
   EXPECT_EQ(text.exit_code, 1);
-  EXPECT_EQ(text.out,
-            "conf/keep.cfg: time differs\nconf/main.cfg: content differs\ngone.txt: missing\n"
-            "conf/extra.cfg: extra (not in the kit)\n");
+  EXPECT_EQ(text.out, "conf/keep.cfg: time differs\nconf/main.cfg: content differs\ngone.txt: missing\n"
+                      "conf/extra.cfg: extra (not in the kit)\n");
   Result json = Run({"verify", "--json", "--against", dir, kit});
   EXPECT_EQ(json.exit_code, 1);
   EXPECT_EQ(Python(json.out, "d['result'], sorted((x['kind'], x['path']) for x in d['differences'])"),
@@ -355,77 +285,39 @@ TEST_F(KittoolTest, ExtractThenVerifyAgainstReportsEveryDifference) {
             "('time', 'conf/keep.cfg')]");
 
   // --force writes into a used folder, but never through a link out of it.
-  testsupport::ScratchDir elsewhere;
-  testsupport::ScratchDir used;
+  testsupport::ScratchDir elsewhere, used;
   ASSERT_EQ(symlink(elsewhere.path().c_str(), used.At("conf").c_str()), 0);
   Result refused = Run({"extract", "--force", kit, used.path()});
   EXPECT_EQ(refused.exit_code, 1);
   EXPECT_NE(refused.err.find("refused: a symbolic link stands at " + used.At("conf")), std::string::npos) << refused.err;
-  EXPECT_TRUE(testsupport::ListNames(elsewhere.path()).empty());
-  EXPECT_TRUE(tmp_.StagingFiles().empty());
-}
-
-TEST_F(KittoolTest, PackRefusesNamesTheInstallerWouldRefuse) {
-  MakeFile("good.txt", "x", 1600000000);
-  for (const char* bad : {"cost$.txt", "a`b", "quote\"d", "back\\slash", "line\nbreak"}) {
-    MakeFile(bad, "x", 1600000000);
-    std::string kit = scratch_.At("refused.efd");
-    Result r = Run({"pack", src_.path(), kit});
-    EXPECT_EQ(r.exit_code, 1) << bad;
-    EXPECT_NE(r.err.find("cannot pack"), std::string::npos) << r.err;
-    EXPECT_NE(access(kit.c_str(), F_OK), 0) << "a refused kit must not be written";
-    unlink(src_.At(bad).c_str());
-  }
+  EXPECT_TRUE(ListNames(elsewhere.path()).empty());
+  EXPECT_TRUE(ListNames(tmp_.path()).empty());
 }
 
 // verify names the record and the check in one line; install refuses the
 // same kits for the same reason, before it touches the template directory.
-TEST_F(KittoolTest, VerifyAndInstallRefuseEachBrokenFixtureInOneLine) {
-  const std::string dir = KITSETUP_SOURCE_DIR "/tests/data/kit/";
-  const char* const good[] = {"good_counted.efd", "good_legacy.efd"};
-  const std::pair<const char*, const char*> broken[] = {
-      {"empty.efd", "ends before it"},
-      {"corrupt_stream.efd", "corrupt"},
-      {"truncated_table.efd", "description record 0"},
-      {"name_empty.efd", "entry record 0: name \"\" is empty"},
-      {"name_parent_component.efd", "\"..\" component"},
-      {"name_shell_dollar.efd", "shell"},
-      {"name_control_character.efd", "control character"},
-      {"description_file_parent_component.efd", "description record 0: description file"},
-      {"entry_data_past_end.efd", "entry record 0"},
-      {"record_size_below_4.efd", "below 4"},
-      {"record_size_hostile.efd", "4294967280 bytes"},
-      {"string_past_record.efd", "500 units"},
-      {"name_lone_surrogate.efd", "entry record 0: name \"Docs\\read\\uD800.htm\" holds a character that does not"},
-      {"name_separator_only.efd", "entry record 0: name \"\\\" is only separators"},
-      {"name_trailing_separator.efd", "entry record 0: name \"Templates\\\" ends in a separator"},
-      {"name_duplicate.efd", "entry record 1: name \"conf\\main.cfg\" names the same file as entry record 0"},
-      {"name_file_is_folder.efd", "entry record 1: name \"conf\\main.cfg\" needs a folder where entry record 0"},
-      {"description_record_bomb.efd", "description table: 4097 records, more than the 4096 a kit may hold"},
-  };
-  const std::string target = scratch_.At("templates");
+TEST_F(KittoolTest, VerifyAndInstallRefuseEveryHostileKitInOneLine) {
+  const std::string target = scratch_.At("templates"), kit = scratch_.At("hostile.efd");
   testsupport::WriteFile(target + "/conf/main.cfg", "user's", 1500000000);
   testsupport::WriteFile(target + "/Docs/readme.htm", "user's", 1500000000);
   const kitsetup::testing::Snapshot before = kitsetup::testing::TakeSnapshot(target);
-  for (const char* name : good) {
-    Result r = Run({"verify", dir + name});
-    EXPECT_EQ(r.exit_code, 0) << name << ": " << r.err;
-  }
-  for (const auto& [name, says] : broken) {
-    Result r = Run({"verify", dir + name});
-    EXPECT_EQ(r.exit_code, 3) << name;
+  for (const kittest::HostileKit& k : kittest::HostileKits()) {
+    SCOPED_TRACE(k.label);
+    kittest::WriteKit(kit, k);
+    const std::vector<std::string> env = {std::string("LC_ALL=") + k.locale};
+    Result r = Run({"verify", kit}, env);
+    EXPECT_EQ(r.exit_code, 3);
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
-    EXPECT_NE(r.err.find(says), std::string::npos) << name << ": " << r.err;
-    EXPECT_TRUE(tmp_.StagingFiles().empty()) << name;
-    Result install = Run({"install", "--quiet", dir + name, target + "/"});
-    EXPECT_EQ(install.exit_code, 3) << name << ": " << install.err;
-    EXPECT_NE(install.err.find(says), std::string::npos) << name << ": " << install.err;
-    EXPECT_TRUE(kitsetup::testing::TakeSnapshot(target) == before) << name;
-    EXPECT_EQ(testsupport::ListNames(tmp_.path()), std::vector<std::string>()) << name;
+    EXPECT_NE(r.err.find(k.says), std::string::npos) << r.err;
+    Result install = Run({"install", "--quiet", kit, target + "/"}, env);
+    EXPECT_EQ(install.exit_code, 3) << install.err;
+    EXPECT_NE(install.err.find(k.says), std::string::npos) << install.err;
+    EXPECT_TRUE(kitsetup::testing::TakeSnapshot(target) == before);
+    EXPECT_TRUE(ListNames(tmp_.path()).empty());
   }
-  Result missing = Run({"verify", scratch_.At("missing.efd")});
-  EXPECT_EQ(missing.exit_code, 3);
-  EXPECT_NE(missing.err.find("does not exist"), std::string::npos) << missing.err;
+  Result json = Run({"verify", "--json", kit});
+  EXPECT_EQ(json.exit_code, 3);
+  EXPECT_EQ(Python(json.out, "d['result'], d['code'], 'description table: 4097' in d['message']"), "refused 13 True");
 }
 
 // A signal while a kit inflates, for every command that unpacks one: the
@@ -445,20 +337,11 @@ TEST_F(KittoolTest, ASignalDuringLoadingEndsWith128PlusItAndLeavesNothing) {
   ASSERT_EQ(builder.WriteTo(kit), 0u);
   unlink(zeros.c_str());
   const std::string templ = scratch_.At("templates");
-
-  const struct {
-    std::vector<std::string> args;
-    int signal_number;
-  } kCases[] = {
-      {{"verify", kit}, SIGINT},
-      {{"list", kit}, SIGTERM},
-      {{"list", "--json", kit}, SIGHUP},
-      {{"install", kit, templ}, SIGINT},
-      {{"install", "--quiet", kit, templ}, SIGTERM},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.args[0] + " " + strsignal(c.signal_number));
-    pid_t pid = Start(c.args);
+  const std::pair<std::vector<std::string>, int> kCases[] = {
+      {{"verify", kit}, SIGINT}, {{"list", "--json", kit}, SIGHUP}, {{"install", "--quiet", kit, templ}, SIGTERM}};
+  for (const auto& [args, signal_number] : kCases) {
+    SCOPED_TRACE(args[0] + " " + strsignal(signal_number));
+    pid_t pid = Start(args);
     // Once the staging file grows, stop the process: the signal then lands
     // mid-inflation however loaded the machine is.
     auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -468,15 +351,43 @@ TEST_F(KittoolTest, ASignalDuringLoadingEndsWith128PlusItAndLeavesNothing) {
     const int64_t unpacked = tmp_.OpenStagingBytes(pid);
     EXPECT_GT(unpacked, 0);
     EXPECT_LT(unpacked, int64_t{256} << 20);
-    EXPECT_TRUE(tmp_.StagingFiles().empty()) << "the staging file has no name while it fills";
-    kill(pid, c.signal_number);
+    EXPECT_TRUE(ListNames(tmp_.path()).empty()) << "the staging file has no name while it fills";
+    kill(pid, signal_number);
     kill(pid, SIGCONT);
     Result r = Wait(pid);
-    EXPECT_EQ(r.exit_code, 128 + c.signal_number) << r.err;
+    EXPECT_EQ(r.exit_code, 128 + signal_number) << r.err;
     EXPECT_EQ(r.out, "");
-    EXPECT_EQ(testsupport::ListNames(tmp_.path()), std::vector<std::string>{});
+    EXPECT_TRUE(ListNames(tmp_.path()).empty());
     EXPECT_NE(access(templ.c_str(), F_OK), 0);
   }
+}
+
+TEST_F(KittoolTest, InterruptedPackLeavesTheOldKitAndNoTemporaryFile) {
+  MakeFile("small.txt", "old kit", 1600000000);
+  const std::string kit = scratch_.At("kits/k.efd");
+  testsupport::MakeDirs(scratch_.At("kits"));
+  ASSERT_EQ(Run({"pack", src_.path(), kit}).exit_code, 0);
+  const std::string old_bytes = testsupport::ReadFile(kit);
+  // 48 MB that does not compress: seconds of work at level 9.
+  std::string noise(48 << 20, '\0');
+  uint64_t x = 88172645463325252ull;
+  for (char& c : noise) {
+    x ^= x << 13, x ^= x >> 7, x ^= x << 17;
+    c = static_cast<char>(x);
+  }
+  MakeFile("big.bin", noise, 1600000000);
+  noise.clear();
+  pid_t pid = Start({"pack", "--level", "9", src_.path(), kit});
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (ListNames(scratch_.At("kits")).size() < 2 && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  kill(pid, SIGINT);
+  Result r = Wait(pid);
+  EXPECT_EQ(ListNames(scratch_.At("kits")), std::vector<std::string>{"k.efd"}) << "no temporary file";
+  // A machine fast enough to finish first has replaced the kit whole.
+  if (r.exit_code == 0) GTEST_SKIP() << "pack finished before the signal";
+  EXPECT_TRUE(r.signal == SIGINT || r.exit_code == 130) << r.exit_code << " " << r.err;
+  EXPECT_EQ(testsupport::ReadFile(kit), old_bytes);
 }
 
 // The reader of a listing goes away (kittool list KIT | head -1): the command
@@ -486,15 +397,14 @@ TEST_F(KittoolTest, AClosedPipeEndsTheListingQuietlyWith141) {
   for (int i = 0; i < 3000; ++i) MakeFile("d/file" + std::to_string(i) + ".txt", "x", 1600000000);
   std::string kit = scratch_.At("many.efd");
   ASSERT_EQ(Run({"pack", src_.path(), kit}).exit_code, 0);
-  const std::pair<const char*, const char*> kReaders[] = {{"", "head -1"}, {"--json", "head -c 100"}};
-  for (const auto& [json, reader] : kReaders) {
+  for (const auto& [json, reader] : {std::pair<const char*, const char*>{"", "head -1"}, {"--json", "head -c 100"}}) {
     const std::string command = "set -o pipefail; TMPDIR='" + tmp_.path() + "' '" + kKittool + "' list " + json +
                                 " '" + kit + "' 2>'" + scratch_.At("stderr") + "' | " + reader + " >/dev/null";
     const int status = std::system(("bash -c \"" + command + "\"").c_str());
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 141) << reader << " " << json;
     EXPECT_EQ(testsupport::ReadFile(scratch_.At("stderr")), "");
-    EXPECT_EQ(testsupport::ListNames(tmp_.path()), std::vector<std::string>{});
+    EXPECT_TRUE(ListNames(tmp_.path()).empty());
   }
 }
 
