@@ -1,5 +1,5 @@
-// tests/kit/kit_test_support.h: a private TMPDIR, hand-made kit bytes and the
-// table of hostile kits for the kit tests. The byte helpers are written here
+// tests/kit/kit_test_support.h: hand-made kit bytes and the table of hostile
+// kits for the kit tests. The byte helpers are written here
 // again on purpose, so that the parser is checked against bytes the writer
 // did not make.
 #ifndef KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
@@ -14,32 +14,6 @@
 #include "support/test_support.h"
 
 namespace kittest {
-
-// Points TMPDIR at a directory of its own for the test's lifetime, so that
-// staging files can be counted.
-class ScopedTmpdir {
- public:
-  const std::string& path() const { return dir_.path(); }
-
-  // The size of the staging file that process `pid` holds open in this
-  // directory (named or not), from /proc; -1 when it holds none.
-  int64_t OpenStagingBytes(pid_t pid) const {
-    const std::string fds = "/proc/" + std::to_string(pid) + "/fd";
-    for (const std::string& fd : testsupport::ListNames(fds)) {
-      char target[4096];
-      const ssize_t n = readlink((fds + "/" + fd).c_str(), target, sizeof target);
-      struct stat info;
-      if (n > 0 && std::string(target, size_t(n)).rfind(path() + "/edf", 0) == 0 &&
-          stat((fds + "/" + fd).c_str(), &info) == 0)
-        return info.st_size;
-    }
-    return -1;
-  }
-
- private:
-  testsupport::ScratchDir dir_;
-  testsupport::ScopedEnv env_{"TMPDIR", dir_.path().c_str()};
-};
 
 // Little-endian pieces of an unpacked kit.
 struct Bytes {
