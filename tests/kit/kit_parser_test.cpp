@@ -1,6 +1,7 @@
 // The unpacked kit's parser and the checks on what it read, on kits written
 // byte by byte into real files. Refusals of whole kits are in the hostile
-// kit table (kit_test_support.h), run by the loader and kittool tests.
+// kit table (kit_test_support.h), which kittool_test.cpp runs through
+// verify and install.
 #include "kit/kit_parser.h"
 
 #include <gtest/gtest.h>

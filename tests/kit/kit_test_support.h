@@ -138,15 +138,6 @@ inline std::vector<HostileKit> HostileKits() {
   return kits;
 }
 
-// Writes `kit` as a kit file at `path`.
-inline void WriteKit(const std::string& path, const HostileKit& kit) {
-  if (kit.stream) {
-    testsupport::WriteFile(path, kit.bytes);
-  } else {
-    kitsetup::WriteDeflated(path, kit.bytes.data(), kit.bytes.size());
-  }
-}
-
 }  // namespace kittest
 
 #endif
