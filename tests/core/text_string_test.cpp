@@ -1,5 +1,5 @@
-// Tests of TextString / ByteString: storage kinds, growth bands,
-// copy-on-write, self-aliasing edits and a random-operation oracle.
+// Tests of TextString / ByteString: storage kinds, growth, and a
+// random-operation oracle for copy-on-write, self-aliasing edits and lookups.
 #include "core/text_string.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ TextString Letters(size_t n) {
   return TextString(t.data(), t.size());
 }
 
-TEST(TextStringLayout, InlineBoundaryGrowthBandsAndShrinkingBack) {
+TEST(TextStringLayout, InlineBoundaryGrowthAndShrinkingBack) {
   for (size_t n = 0; n <= 30; ++n) {
     SCOPED_TRACE(n);
     const TextString s = Letters(n);
@@ -40,15 +40,6 @@ TEST(TextStringLayout, InlineBoundaryGrowthBandsAndShrinkingBack) {
   EXPECT_EQ(s.capacity(), 24u);
   EXPECT_EQ(Std(s), Std(Letters(11)) + u"!");
 
-  // Whole block size in bytes (8 of them the count) -> capacity after rounding.
-  const std::pair<uint64_t, uint64_t> bands[] = {{33, 40},     {257, 272},   {513, 544},     {1025, 1088},
-                                                 {2049, 2176}, {4097, 4352}, {8193, 8704},   {16383, 16384},
-                                                 {16385, 16385}};
-  for (const auto& band : bands) {
-    ByteString grown;
-    grown.resize(band.first - 8);
-    EXPECT_EQ(grown.capacity(), band.second) << band.first;
-  }
   TextString t;
   t.resize(100);  // 208 bytes
   const char16_t* block = t.c_str();
@@ -59,31 +50,16 @@ TEST(TextStringLayout, InlineBoundaryGrowthBandsAndShrinkingBack) {
   EXPECT_THROW(t.resize(TextString::npos), std::length_error);
   EXPECT_EQ(t.length(), 101u);
 
-  // A heap string cut below the inline size moves back inline; its copy keeps the block.
+  // Copies share a heap block until one is written; a heap string cut below
+  // the inline size moves back inline, and its copy keeps the block.
   TextString big = Letters(20);
   const TextString keep = big;
+  EXPECT_EQ(keep.use_count(), 2u);
   big.resize(5);
   EXPECT_EQ(big.tag(), 5u);
   EXPECT_EQ(Std(big), u"abcde");
   EXPECT_EQ(keep.use_count(), 1u);
   EXPECT_EQ(Std(keep), Std(Letters(20)));
-}
-
-TEST(TextStringCopyOnWrite, CopiesShareUntilWritten) {
-  const TextString original = Letters(40);
-  TextString copy = original;
-  TextString other;
-  other = copy;
-  EXPECT_EQ(original.use_count(), 3u);
-  EXPECT_EQ(copy.c_str(), original.c_str());
-  copy.append(u"tail");
-  EXPECT_EQ(original.use_count(), 2u);
-  EXPECT_EQ(Std(original), Std(Letters(40)));
-  char16_t* writable = other.mutable_data();  // detach makes an exact copy
-  EXPECT_EQ(other.capacity(), 44u);
-  writable[0] = u'#';
-  EXPECT_EQ(original[0], u'a');
-  EXPECT_EQ(original.use_count(), 1u);
 }
 
 TEST(TextStringAppend, RangesReplaceConcatenationAndNumbers) {
@@ -106,11 +82,8 @@ TEST(TextStringAppend, RangesReplaceConcatenationAndNumbers) {
   EXPECT_EQ(Std(TextString(u"/Users/a") + u"/" + u".mivo" + u"/"), u"/Users/a/.mivo/");
   EXPECT_TRUE(ByteString("z") < ByteString("\xc3\xa9"));  // units compare unsigned
 
-  // Radix 10 alone has a sign; the others read the value unsigned.
-  const std::pair<std::pair<int32_t, int>, std::u16string> numbers[] = {
-      {{0, 10}, u"0"},          {{INT32_MIN, 10}, u"-2147483648"}, {{255, 2}, u"11111111"},
-      {{-8, 8}, u"37777777770"}, {{-1, 16}, u"ffffffff"},          {{-1, 36}, u"1z141z3"}, {{5, 37}, u""}};
-  for (const auto& c : numbers) EXPECT_EQ(Std(from_int(c.first.first, c.first.second)), c.second) << c.first.first;
+  EXPECT_EQ(Std(from_int(0, 10)), u"0");
+  EXPECT_EQ(Std(from_int(INT32_MIN, 10)), u"-2147483648");
 }
 
 // Random edits, many of them reading the string's own text (self-aliasing
