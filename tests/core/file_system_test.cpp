@@ -26,10 +26,11 @@ namespace fs = std::filesystem;
 
 TEST(TempDirectory, UsesTmpdirOnlyWhenItNamesADirectory) {
   ScratchDir scratch;
-  WriteFile(scratch.At("plain"), "x");
+  const std::string plain = scratch.At("plain"), missing = scratch.At("missing");
+  WriteFile(plain, "x");
   const std::pair<const char*, std::string> cases[] = {
-      {nullptr, "/var/tmp/"}, {"", "/var/tmp/"}, {"/tmp", "/tmp/"}, {"/tmp/", "/tmp/"},
-      {scratch.At("plain").c_str(), "/var/tmp/"}, {scratch.At("missing").c_str(), "/var/tmp/"},
+      {nullptr, "/var/tmp/"}, {"", "/var/tmp/"},          {"/tmp", "/tmp/"},
+      {"/tmp/", "/tmp/"},     {plain.c_str(), "/var/tmp/"}, {missing.c_str(), "/var/tmp/"},
       {scratch.path().c_str(), scratch.path() + "/"}};
   for (const auto& [tmpdir, expected] : cases) {
     ScopedEnv env("TMPDIR", tmpdir);
@@ -62,63 +63,28 @@ TEST(FastPathSwitch, EnvironmentTurnsThemOffAtStart) {
   EXPECT_EQ(system(again.c_str()), 0);
 }
 
-class FileOps : public ::testing::TestWithParam<bool> {
- protected:
-  void SetUp() override {
-    was_ = FastPathsEnabled();
-    SetFastPathsEnabled(GetParam());
-  }
-  void TearDown() override { SetFastPathsEnabled(was_); }
-  bool was_ = true;
-  ScratchDir dir_;
-};
-
-// The temporary file lands in the directory asked for, whatever TMPDIR says.
-TEST_P(FileOps, CreateTempFileInTheDirectoryAskedForAndParentsUnderATightUmask) {
-  ScratchDir elsewhere;
-  ScopedEnv env("TMPDIR", elsewhere.path().c_str());
-  for (const std::string& asked : {dir_.path(), dir_.path() + "/"}) {
-    TextString first, second;
-    ASSERT_EQ(CreateTempFile(Text(asked), Text("Vesk"), first), kOk);
-    ASSERT_EQ(CreateTempFile(Text(asked), Text("Vesk"), second), kOk);
-    EXPECT_NE(Utf8(first), Utf8(second));
-    for (const std::string& name : {Utf8(first), Utf8(second)}) {
-      EXPECT_EQ(name.rfind(dir_.path() + "/Vesk", 0), 0u) << name;
-      EXPECT_EQ(fs::path(name).parent_path(), fs::path(dir_.path()));
-      EXPECT_TRUE(fs::is_regular_file(name));
-      EXPECT_EQ(fs::file_size(name), 0u);
-    }
-  }
-  EXPECT_TRUE(fs::is_empty(elsewhere.path()));
-  TextString missing;
-  EXPECT_EQ(CreateTempFile(Text(dir_.At("none")), Text("edf"), missing), kErrCannotCreate);
-  EXPECT_EQ(Utf8(missing).rfind(dir_.At("none/edf"), 0), 0u);
-
-  // As mkdir -p does, the parents it makes get owner write and search.
-  const mode_t old = umask(0277);
-  const uint32_t code = MakeDirectories(Text(dir_.At("p/q")));
-  umask(old);
-  ASSERT_EQ(code, kOk);
-  EXPECT_EQ(fs::status(dir_.At("p")).permissions(), static_cast<fs::perms>(0700));
-  EXPECT_EQ(fs::status(dir_.At("p/q")).permissions(), static_cast<fs::perms>(0500));
-}
-
-INSTANTIATE_TEST_SUITE_P(BothPaths, FileOps, ::testing::Bool(),
-                         [](const auto& info) { return info.param ? "Fast" : "Commands"; });
-
 // Every operation below `root`, a folder name relative to the working
 // directory, in the cases where mv, mkdir -p, touch and rm have something to
-// say; the codes in order.
+// say; the codes in order, and what a code cannot show.
 std::string RunOperationsBelow(const std::string& root) {
   const TextString r = Text(root);
   std::string codes;
   auto note = [&codes](uint32_t code) { codes += std::to_string(code) + " "; };
   note(MakeDirectories(r + u"/a b//c/"));
   note(MakeDirectories(r + u"/a b"));
-  TextString temp;
+  // Temporary files land in the directory asked for, whatever TMPDIR says.
+  fs::create_directory(root + "/elsewhere");
+  setenv("TMPDIR", (root + "/elsewhere").c_str(), 1);
+  TextString temp, second, missing;
   note(CreateTempFile(r + u"/a b", Text("edf"), temp));
-  if (Utf8(temp).rfind(root + "/a b/edf", 0) != 0) codes += "(temp file named " + Utf8(temp) + ") ";
+  note(CreateTempFile(r + u"/a b/", Text("edf"), second));
+  note(CreateTempFile(r + u"/none", Text("edf"), missing));
+  for (const auto& [name, dir] : {std::pair{temp, "/a b/edf"}, {second, "/a b/edf"}, {missing, "/none/edf"}}) {
+    if (Utf8(name).rfind(root + dir, 0) != 0) codes += "(temp file named " + Utf8(name) + ") ";
+  }
+  if (temp == second) codes += "(one temp name twice) ";
   note(MoveFile(temp, r + u"/a b/c/moved"));
+  note(MoveFile(second, r + u"/a b/second"));
   WriteFile(root + "/a b/c/old", "old");
   WriteFile(root + "/a b/new", "new");
   note(MoveFile(r + u"/a b/new", r + u"/a b/c/old"));  // over an existing file
@@ -141,6 +107,10 @@ std::string RunOperationsBelow(const std::string& root) {
   WriteFile(root + "/plain", "x");
   note(RemoveTree(r + u"/plain"));
   note(RemoveTree(r + u"/missing"));
+  // As mkdir -p does, the parents made get owner write and search.
+  umask(0277);
+  note(MakeDirectories(r + u"/p/q"));
+  for (const char* made : {"/p", "/p/q"}) codes += std::to_string(static_cast<int>(fs::status(root + made).permissions())) + " ";
   return codes;
 }
 
@@ -176,11 +146,12 @@ TEST(FileOpsOnShellNames, FastPathsAndCommandsActOnTheSameFiles) {
         trees[fast] += path + " " + node.kind + " " + node.bytes + "\n";
       }
     }
-    EXPECT_EQ(results[1], "0 0 0 0 0 2 2 2 2 2 0 0 0 0 0 0 0 0 | mv\nmkdir\nmkdir\nmv\nmv\nmv\nrm\n");
+    EXPECT_EQ(results[1], "0 0 0 0 1013 0 0 0 2 2 2 2 2 0 0 0 0 0 0 0 0 0 448 320 | mv\nmkdir\nmkdir\nmv\nmv\nmv\nrm\n");
     EXPECT_EQ(results[0].substr(0, results[0].find('|')), results[1].substr(0, results[1].find('|')));
     const std::string r = std::string("/") + name;
     EXPECT_EQ(trees[1], r + " d \n" + r + "/a b d \n" + r + "/a b/c d \n" + r + "/a b/c/old f new\n" + r +
-                            "/keep d \n" + r + "/keep/precious f p\n" + r + "/renamed d \n");
+                            "/a b/second f \n" + r + "/elsewhere d \n" + r + "/keep d \n" + r + "/keep/precious f p\n" + r + "/p d \n" + r +
+                            "/p/q d \n" + r + "/renamed d \n");
     EXPECT_EQ(trees[0], trees[1]);
   }
 }
