@@ -25,21 +25,11 @@ TextString Letters(size_t n) {
   return TextString(t.data(), t.size());
 }
 
-TEST(TextStringLayout, InlineBoundaryGrowthAndShrinkingBack) {
-  for (size_t n = 0; n <= 30; ++n) {
-    SCOPED_TRACE(n);
-    const TextString s = Letters(n);
-    const ByteString b(std::string(n, 'x').c_str());
-    EXPECT_EQ(s.tag(), n < 12 ? n : 12u);
-    EXPECT_EQ(b.tag(), n < 24 ? n : 24u);
-    EXPECT_EQ(s.c_str()[n], 0);
-    EXPECT_EQ(s.use_count(), n < 12 ? 0u : 1u);
-  }
+// The oracle below checks the inline boundary; here the heap's growth and sharing.
+TEST(TextStringLayout, GrowthReuseAndSharing) {
   TextString s = Letters(11);
   s.push_back(u'!');  // 15 units grown geometrically: 22 units, 44 bytes -> 48
   EXPECT_EQ(s.capacity(), 24u);
-  EXPECT_EQ(Std(s), Std(Letters(11)) + u"!");
-
   TextString t;
   t.resize(100);  // 208 bytes
   const char16_t* block = t.c_str();
@@ -49,17 +39,9 @@ TEST(TextStringLayout, InlineBoundaryGrowthAndShrinkingBack) {
   EXPECT_EQ(t.capacity(), 160u);
   EXPECT_THROW(t.resize(TextString::npos), std::length_error);
   EXPECT_EQ(t.length(), 101u);
-
-  // Copies share a heap block until one is written; a heap string cut below
-  // the inline size moves back inline, and its copy keeps the block.
-  TextString big = Letters(20);
-  const TextString keep = big;
-  EXPECT_EQ(keep.use_count(), 2u);
-  big.resize(5);
-  EXPECT_EQ(big.tag(), 5u);
-  EXPECT_EQ(Std(big), u"abcde");
-  EXPECT_EQ(keep.use_count(), 1u);
-  EXPECT_EQ(Std(keep), Std(Letters(20)));
+  const TextString copy = t;
+  EXPECT_EQ(copy.c_str(), t.c_str());
+  EXPECT_EQ(copy.use_count(), 2u);
 }
 
 TEST(TextStringAppend, RangesAndReplacement) {

@@ -265,6 +265,8 @@ TEST_F(LauncherFiles, KittoolRegistersOnceAndAFullDiskLeavesTheOldFileWhole) {
     while (fill.write(block.data(), block.size()) && fill.flush()) {
     }
   }
+  EXPECT_EQ(save_template_locations(Dirs({u"/t/"}), 0), 1013u);
+  EXPECT_TRUE(ReadFile(CurrentFile()) == before);
   EXPECT_EQ(Shell("'" + kittool + "' install --quiet --register '" + At("k.efd") + "' '" + At("t2") + "' 2>'" +
                   At("err.txt") + "'"),
             1);
