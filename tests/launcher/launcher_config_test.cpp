@@ -99,7 +99,8 @@ TEST_F(LauncherFiles, ReadsLineShapesLongLinesAndBothEncodings) {
     const std::string key(n, 'k'), value(n, 'v');
     const std::u16string wide(n, u'д');
     const std::string utf8 = testsupport::Utf8(Text(wide));
-    cases.push_back({Utf16LeWithMark(u"K=" + wide + u"\n" + U16(key) + u"=v\nL=" + wide), "K=" + utf8 + ";" + key + "=v;L=" + utf8});
+    cases.push_back({Utf16LeWithMark(u"K=" + wide + u"\n" + U16(key) + u"=v\nL=" + wide),
+                     "K=" + utf8 + ";" + key + "=v;L=" + utf8});
     cases.push_back({"K=" + value + "\n" + key + "=v\n", "K=" + value + ";" + key + "=v"});
   }
   for (size_t i = 0; i < cases.size(); ++i) {
@@ -159,7 +160,9 @@ TEST_F(LauncherFiles, ChunkBoundariesBrokenFilesAndTheSizeBound) {
       {"link to /dev/zero", "/dev/zero", true, false, ""},
       {"link to /dev/full", "/dev/full", true, false, ""},
       {"missing", "", false, true, ""}};
-  for (size_t shift = 0; shift < 5; ++shift) cases.push_back({"cut+" + std::to_string(shift), UserFile(shift), false, true, ""});
+  for (size_t shift = 0; shift < 5; ++shift) {
+    cases.push_back({"cut+" + std::to_string(shift), UserFile(shift), false, true, ""});
+  }
 
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
