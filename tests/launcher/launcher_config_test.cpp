@@ -59,7 +59,6 @@ std::vector<TextString> Dirs(const Values& values) {
   return out;
 }
 
-// The exit status of a shell command; -1 when it did not exit.
 int Shell(const std::string& command) {
   const int status = std::system(command.c_str());
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -128,13 +127,6 @@ TEST_F(LauncherFiles, TemplateLocationsFromWhichFilesInWhatOrder) {
   EXPECT_EQ(Templates(0), (Values{u"/u/", u"/c/"}));
   // The older pair: its own file first, then the current file as the common one.
   EXPECT_EQ(Templates(1), (Values{u"/old/", u"/u/"}));
-  // Without include_all the common list comes first, and its spelling wins.
-  LauncherConfig config;
-  config.legacy_dir = 0;
-  load(config);
-  const TextString key = Text("CONFIGURATIONTEMPLATESLOCATION");
-  EXPECT_EQ(U16s(get_values(config, key, 0)), (Values{u"/c/", u"/U/"}));
-  EXPECT_EQ(U16s(get_values(config, key, 1)), (Values{u"/u/", u"/c/"}));
 }
 
 // The reader over generated files, each read and then written back in a
