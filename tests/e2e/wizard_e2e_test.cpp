@@ -46,16 +46,19 @@ const struct Language {
   const char *arg, *code;
   int id;
   const char *product, *vendor;
-} kLanguages[] = {{"-Lru", "ru", 1, "Шаблоны «Торговля и учёт»", "ООО «Пример Софт»"},
-                  {"-Luk", "uk", 2, "Шаблони «Торгівля та облік»", "ТОВ «Приклад Софт»"},
-                  {"-Len", "en", 3, "Trade and Accounting templates", "Example Soft Ltd."},
-                  {"/Llv", "lv", 4, "", ""}, {"-llt", "lt", 5, "", ""}, {"-Lbg", "bg", 6, "", ""},
-                  {"-Lde", "de", 7, "Vorlagen Handel und Buchhaltung", "Example Soft GmbH"},
-                  {"/lro", "ro", 8, "", ""},
-                  {"/lka", "ka", 9, "ვაჭრობისა და აღრიცხვის შაბლონები", "Example Soft"},
-                  {"-Lkk", "kk", 10, "«Сауда және есеп» үлгілері", "Example Soft ЖШС"},
-                  {"-Lvi", "vi", 11, "Mẫu Thương mại và Kế toán", "Công ty Example Soft"},
-                  {"-Ltr", "tr", 12, "", ""}};
+} kLanguages[] = {
+    {"-Lru", "ru", 1, "Шаблоны «Торговля и учёт»", "ООО «Пример Софт»"},
+    {"-Luk", "uk", 2, "Шаблони «Торгівля та облік»", "ТОВ «Приклад Софт»"},
+    {"-Len", "en", 3, "Trade and Accounting templates", "Example Soft Ltd."},
+    {"/Llv", "lv", 4, "", ""},
+    {"-llt", "lt", 5, "", ""},
+    {"-Lbg", "bg", 6, "", ""},
+    {"-Lde", "de", 7, "Vorlagen Handel und Buchhaltung", "Example Soft GmbH"},
+    {"/lro", "ro", 8, "", ""},
+    {"/lka", "ka", 9, "ვაჭრობისა და აღრიცხვის შაბლონები", "Example Soft"},
+    {"-Lkk", "kk", 10, "«Сауда және есеп» үлгілері", "Example Soft ЖШС"},
+    {"-Lvi", "vi", 11, "Mẫu Thương mại và Kế toán", "Công ty Example Soft"},
+    {"-Ltr", "tr", 12, "", ""}};
 
 // A kit with those descriptions, a readme, a template, `smallFiles` more
 // (to make the copy last) and, when `blocked`, one that cannot be written
