@@ -107,15 +107,11 @@ class Setup : public ::testing::Test {
     ASSERT_TRUE(x_.ok()) << "Xvfb did not start";
   }
   bool FindWindow(SetupRun& run, int id) { return w_.Find(run, Text(id, "IDR_MAINFRAME")); }
-  // Welcome, Next, `target` typed into the destination page, Next.
-  void StartCopyInto(SetupRun& run, const std::string& target) {
-    ASSERT_TRUE(run.Start(x_, {"-Len"}));
-    ASSERT_TRUE(FindWindow(run, 3));
+  // Starts Setup with `arg` and goes from the welcome page to the destination.
+  bool ToDestination(SetupRun& run, const char* arg = "-Len", int id = 3) {
+    if (!run.Start(x_, {arg}) || !FindWindow(run, id)) return false;
     w_.Next();
-    ASSERT_NE(run.WaitForLog("page destination", 10), "");
-    w_.TypePath(target);
-    w_.Next();
-    ASSERT_EQ(run.WaitForLog("page progress", 10), "page progress");
+    return !run.WaitForLog("page destination", 10).empty();
   }
 
   XServer x_;
@@ -226,10 +222,7 @@ TEST_F(Setup, EveryPageSpeaksEachLanguageAndFits) {
     SetupRun failing;
     WriteKit(failing.kitPath(), 0, true);
     WriteFile(failing.dir() + "/target/Templates", "");
-    ASSERT_TRUE(failing.Start(x_, {l.arg}));
-    ASSERT_TRUE(FindWindow(failing, l.id));
-    w_.Next();
-    ASSERT_NE(failing.WaitForLog("page destination", 10), "");
+    ASSERT_TRUE(ToDestination(failing, l.arg, l.id));
     w_.TypePath(failing.dir() + "/target");
     w_.Next();
     ASSERT_EQ(failing.WaitForLog("message", 30), "message 0x1000001 " + Text(l.id, "IDS_INSTALL_ERROR"));
@@ -251,10 +244,7 @@ TEST_F(Setup, InstallsFromWelcomeToFinish) {
   WriteKit(run.kitPath());
   const std::string opened = run.dir() + "/opened.txt";
   StandInOpener(run, opened);
-  ASSERT_TRUE(run.Start(x_, {"-Len"}));
-  ASSERT_TRUE(FindWindow(run, 3));
-  w_.Next();
-  ASSERT_NE(run.WaitForLog("page destination", 10), "");
+  ASSERT_TRUE(ToDestination(run));
   w_.Cancel();  // asks; No stays
   EXPECT_EQ(run.WaitForLog("message", 10), "message 0x2000002 " + Text(3, "IDS_ACCEPT_CANCEL"));
   x_.Key("Escape");
@@ -329,10 +319,7 @@ TEST_F(Setup, FolderChooserFillsThePathOnlyOnOk) {
   const std::string other = run.dir() + "/other/dismissed";
   MakeDirs(chosen);
   MakeDirs(other);
-  ASSERT_TRUE(run.Start(x_, {"-Len"}));
-  ASSERT_TRUE(FindWindow(run, 3));
-  w_.Next();
-  ASSERT_NE(run.WaitForLog("page destination", 10), "");
+  ASSERT_TRUE(ToDestination(run));
 
   auto pick = [this](const std::string& folder, bool confirm) {
     w_.Browse();
@@ -377,13 +364,8 @@ TEST_F(Setup, PointerOnCancelCancelsWhereverTheWindowIs) {
     WriteKit(run.kitPath(), 20);
     run.GateCopy("gated");
     const std::string target = run.dir() + "/gated";
-    ASSERT_TRUE(run.Start(x_, {"-Len"}));
-    ASSERT_TRUE(FindWindow(run, 3));
-    if (p.x >= 0) {
-      ASSERT_TRUE(w_.MoveTo(p.x, p.y));
-    }
-    w_.Next();
-    ASSERT_NE(run.WaitForLog("page destination", 10), "");
+    ASSERT_TRUE(ToDestination(run));
+    ASSERT_TRUE(p.x < 0 || w_.MoveTo(p.x, p.y));
     w_.TypePath(target);
     x_.Key("Escape");  // the keyboard is in the path field
     ASSERT_EQ(run.WaitForLog("message", 10), "message 0x2000002 " + Text(3, "IDS_ACCEPT_CANCEL"));
@@ -449,10 +431,11 @@ TEST(SetupWindowManager, CloseEndsAtOnceAndDuringACopyAfterTheRollback) {
 // A silent run never waits for a click: its box closes by itself and the
 // program ends, whether the copy failed half way (a plain file stands where
 // the kit needs a folder) or a signal cancelled it. The "result" line says
-// which. Either way the template directory is exactly as it was (the
-// replaced file back with its bytes and time, the new file in an old folder
-// and the new folders gone, the blocking file untouched), no launcher file
-// is written, and only the staging file is left in the temporary directory.
+// which. Either way the template directory is exactly as it was (after the
+// failure: the replaced file back with its bytes and time, the new file in
+// an old folder and the new folders gone, the blocking file untouched), no
+// launcher file is written, and only the staging file is left in the
+// temporary directory.
 // SIGTERM before any copy simply ends the program.
 TEST_F(Setup, SilentRunEndsByItselfAfterAFailureOrASignal) {
   for (int signal : {0, SIGTERM, SIGHUP, SIGINT}) {
@@ -461,10 +444,12 @@ TEST_F(Setup, SilentRunEndsByItselfAfterAFailureOrASignal) {
     WriteKit(run.kitPath(), 20);
     const std::string tmplts = run.home() + "/.mivo/Vesk/miv8/tmplts";
     WriteDated(tmplts + "/Trade/template.cfg", "name=Old\n");
-    WriteDated(tmplts + "/Docs/old.htm", "kept\n");
-    if (signal == 0) WriteDated(tmplts + "/Big", "a file, not a folder\n");
+    if (signal == 0) {
+      WriteDated(tmplts + "/Docs/old.htm", "kept\n");
+      WriteDated(tmplts + "/Big", "a file, not a folder\n");
+    }
     const auto before = TakeSnapshot(tmplts);
-    if (signal != 0) run.GateCopy("tmplts/Big");
+    if (signal != 0) run.GateCopy("tmplts");  // at its first folder, Docs
     ASSERT_TRUE(run.Start(x_, {"-S"}));
     ASSERT_EQ(run.WaitForLog("page progress", 20), "page progress");
     if (signal != 0) {

@@ -91,12 +91,7 @@ inline int Reap(pid_t pid, double seconds) {
 }
 
 inline void Stop(pid_t& pid) {
-  if (pid <= 0) return;
-  kill(pid, SIGTERM);
-  if (Reap(pid, 2.5) == -1) {
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
-  }
+  if (pid > 0 && kill(pid, SIGTERM) == 0 && Reap(pid, 2.5) == -1) kill(pid, SIGKILL), waitpid(pid, nullptr, 0);
   pid = -1;
 }
 
@@ -164,18 +159,11 @@ class XServer {
   }
   // A click as a person makes it: move, press, a short pause, release.
   void Click(int x, int y) const {
-    Xdo("mousemove " + std::to_string(x) + " " + std::to_string(y));
-    SleepSeconds(0.1);
-    Xdo("mousedown 1");
-    SleepSeconds(0.2);
-    Xdo("mouseup 1");
-    SleepSeconds(0.3);
+    Xdo("mousemove " + std::to_string(x) + " " + std::to_string(y) +
+        " sleep 0.1 mousedown 1 sleep 0.2 mouseup 1 sleep 0.3");
   }
-  void Key(const std::string& key) const {
-    SleepSeconds(0.4);  // a box is logged just before it is mapped; a key sent earlier is lost
-    Xdo("key " + key);
-    SleepSeconds(0.4);
-  }
+  // A box is logged just before it is mapped: a key sent earlier is lost.
+  void Key(const std::string& key) const { Xdo("sleep 0.4 key " + key + " sleep 0.4"); }
   void Type(const std::string& text) const {
     Xdo("type --delay 30 " + Quote(text));
     SleepSeconds(0.3);
@@ -332,14 +320,12 @@ class WizardWindow {
   void At(int x, int y) const { x_.Click(x0_ + x, y0_ + y); }
   // The pointer over (x, y) of the client area, no click.
   void HoverAt(int x, int y) const {
-    x_.Xdo("mousemove " + std::to_string(x0_ + x) + " " + std::to_string(y0_ + y));
-    SleepSeconds(0.05);
+    x_.Xdo("mousemove " + std::to_string(x0_ + x) + " " + std::to_string(y0_ + y) + " sleep 0.05");
   }
   // Moves the window's client area to (x, y) on the screen; false when the
   // window did not arrive there.
   bool MoveTo(int x, int y) {
-    x_.Xdo("windowmove --sync " + id_ + " " + std::to_string(x) + " " + std::to_string(y));
-    SleepSeconds(0.3);
+    x_.Xdo("windowmove --sync " + id_ + " " + std::to_string(x) + " " + std::to_string(y) + " sleep 0.3");
     int w = 0, h = 0;
     return x_.Geometry(id_, x0_, y0_, w, h) && x0_ == x && y0_ == y;
   }
