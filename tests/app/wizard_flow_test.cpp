@@ -77,13 +77,17 @@ TEST(WizardSuccess, WritesTheLauncherFilesTheFlagsChoose) {
   const std::string installed = dir.At("installed"), current = "/.Vesk/veskstart/veskstart.cfg",
                     legacy = "/.Vesk/veskstartt/veskstart.cfg";
   // flags, then the files expected to be written (their contents are the
-  // launcher tests' concern).
+  // launcher tests' concern); a file that cannot be written is not logged.
   const struct {
     uint8_t flagA, flagB;
     std::vector<std::string> files;
-  } cases[] = {{0, 0, {current}}, {1, 1, {legacy}}, {0, 1, {current, legacy}}, {1, 0, {}}};
+    bool blocked;  // a plain file stands where .Vesk must be a folder
+  } cases[] = {{0, 0, {current}, false}, {1, 1, {legacy}, false}, {0, 1, {current, legacy}, false},
+               {1, 0, {}, false}, {0, 1, {}, true}};
   for (const auto& c : cases) {
-    const std::string home = dir.At("home" + std::to_string(c.flagA) + std::to_string(c.flagB));
+    const std::string home =
+        dir.At("home" + std::to_string(c.flagA) + std::to_string(c.flagB) + (c.blocked ? "b" : ""));
+    if (c.blocked) WriteFile(home + "/.Vesk", "");
     std::string expected = std::to_string(c.files.size()) + "|" + installed + "|";
     for (const std::string& f : c.files) expected += "kitsetup: saved " + home + f + "\n";
     EXPECT_EQ(RunInChild([&] {
