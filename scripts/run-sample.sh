@@ -29,7 +29,7 @@ if [ -n "${DISPLAY:-}" ]; then
   echo "Starting the installer on $DISPLAY (home: $HOME)"
   build/Setup.app/Contents/MacOS/Setup "$@"
 else
-  tests/e2e/walk_wizard.sh build "$run/screenshots" "$@"
+  scripts/walk-wizard.sh build "$run/screenshots" "$@"
   echo "Screenshots of every page: $run/screenshots"
 fi
 echo "Template directory after the run:"

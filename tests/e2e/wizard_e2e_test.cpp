@@ -3,7 +3,7 @@
 // the copy and its rollback after a failure, a cancel, a closed window or a
 // signal, and silent runs. With KITSETUP_SCREENSHOT_DIR set, the language
 // walk also saves the pictures of the user documentation
-// (tests/e2e/take_screenshots.sh).
+// (scripts/take-screenshots.sh).
 #include <gtest/gtest.h>
 #include <fcntl.h>
 #include <signal.h>

@@ -3,13 +3,13 @@
 # Georgian, Kazakh and Vietnamese for the user documentation, while the
 # window test that walks every page in all twelve languages checks that each
 # text fits its frame:
-#   tests/e2e/take_screenshots.sh [BUILD_DIR] [OUT_DIR]
+#   scripts/take-screenshots.sh [BUILD_DIR] [OUT_DIR]
 # (defaults: build and docs/screenshots). Each picture is one window,
 # <language>-<page>.png: welcome, destination, cancel (the question), progress,
 # success, error (the error box) and failure. Needs Xvfb, xdotool and
 # ImageMagick; takes a few minutes.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/../.." && pwd)
+root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build}
 out=${2:-$root/docs/screenshots}
 [ -f "$build/build.ninja" ] || [ -f "$build/Makefile" ] || cmake -S "$root" -B "$build" -G Ninja

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Walks through the installer's wizard as a person would, in a virtual X
 # display, and saves a screenshot of every page:
-#   tests/e2e/walk_wizard.sh BUILD_DIR SCREENSHOT_DIR [Setup arguments...]
+#   scripts/walk-wizard.sh BUILD_DIR SCREENSHOT_DIR [Setup arguments...]
 # The kit must lie beside BUILD_DIR/Setup.app; HOME and TMPDIR are the
 # caller's. Exits with Setup's status, or 1 when a page did not appear.
 set -euo pipefail
@@ -13,7 +13,7 @@ display=
 for n in $(seq 90 140); do
   [ -e "/tmp/.X11-unix/X$n" ] || [ -e "/tmp/.X$n-lock" ] || { display=":$n"; break; }
 done
-[ -n "$display" ] || { echo "walk_wizard: no free display number" >&2; exit 1; }
+[ -n "$display" ] || { echo "walk-wizard: no free display number" >&2; exit 1; }
 Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
 xvfb=$!
 log=$(mktemp)
@@ -33,8 +33,8 @@ setup=$!
 wait_log() {  # wait_log PATTERN [SECONDS]
   local end=$((SECONDS + ${2:-30}))
   until grep -qE "^kitsetup: $1" "$log"; do
-    kill -0 "$setup" 2>/dev/null || { grep -qE "^kitsetup: $1" "$log" && return 0; echo "walk_wizard: Setup ended before '$1'" >&2; return 1; }
-    [ $SECONDS -lt $end ] || { echo "walk_wizard: no '$1' within ${2:-30} s" >&2; return 1; }
+    kill -0 "$setup" 2>/dev/null || { grep -qE "^kitsetup: $1" "$log" && return 0; echo "walk-wizard: Setup ended before '$1'" >&2; return 1; }
+    [ $SECONDS -lt $end ] || { echo "walk-wizard: no '$1' within ${2:-30} s" >&2; return 1; }
     sleep 0.1
   done
 }
