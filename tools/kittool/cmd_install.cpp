@@ -393,6 +393,7 @@ uint32_t RunJob(kitsetup::DistributionKit& kit, kitsetup::ProgressChannel& chann
     worker.rollbackProgress = &RollbackMeter::Observe;
     worker.rollbackContext = &rollback;
     StartWorkerShielded(&worker, &channel);
+    bool too_late = false;  // the job was committing when the signal came
     if (worker.createResult != 0) {
       result = kitsetup::kErrInvalidParameter;
     } else {
@@ -401,9 +402,12 @@ uint32_t RunJob(kitsetup::DistributionKit& kit, kitsetup::ProgressChannel& chann
           // The job stops after its current file and rolls back; the loop
           // goes on to show the rollback.
           view.EndLine();
-          if (Interrupted() != SIGPIPE) std::fprintf(stderr, "kittool install: interrupted, rolling back\n");
           kitsetup::RequestStop(&worker);
-          kitsetup::SetCancel(&channel, 1);
+          too_late = !kitsetup::SetCancel(&channel, 1);
+          if (Interrupted() != SIGPIPE)
+            std::fprintf(stderr, too_late ? "kittool install: interrupted while the installation was committed; "
+                                            "it completes\n"
+                                          : "kittool install: interrupted, rolling back\n");
         }
         feed.Drain(view);
         rollback.Show(quiet);
@@ -411,6 +415,9 @@ uint32_t RunJob(kitsetup::DistributionKit& kit, kitsetup::ProgressChannel& chann
       }
       kitsetup::FinishWorker(&worker);
       result = worker.lastResult;
+      // Installed after all: the command ends as a success, not as a
+      // signal's rollback.
+      if (too_late && result == kitsetup::kOk) ForgetInterrupt();
       feed.Drain(view);
       view.EndLine();
       rollback.Show(quiet);
