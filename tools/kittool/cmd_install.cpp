@@ -393,17 +393,16 @@ uint32_t RunJob(kitsetup::DistributionKit& kit, kitsetup::ProgressChannel& chann
     worker.rollbackProgress = &RollbackMeter::Observe;
     worker.rollbackContext = &rollback;
     StartWorkerShielded(&worker, &channel);
-    bool too_late = false;  // the job was committing when the signal came
     if (worker.createResult != 0) {
       result = kitsetup::kErrInvalidParameter;
     } else {
       while (!worker.finished) {
         if (Interrupted() && !worker.stop) {
-          // The job stops after its current file and rolls back; the loop
-          // goes on to show the rollback.
+          // The job stops after its current file and rolls back (unless it
+          // is already committing); the loop goes on to show the rollback.
           view.EndLine();
           kitsetup::RequestStop(&worker);
-          too_late = !kitsetup::SetCancel(&channel, 1);
+          const bool too_late = !kitsetup::SetCancel(&channel, 1);
           if (Interrupted() != SIGPIPE)
             std::fprintf(stderr, too_late ? "kittool install: interrupted while the installation was committed; "
                                             "it completes\n"
@@ -415,9 +414,6 @@ uint32_t RunJob(kitsetup::DistributionKit& kit, kitsetup::ProgressChannel& chann
       }
       kitsetup::FinishWorker(&worker);
       result = worker.lastResult;
-      // Installed after all: the command ends as a success, not as a
-      // signal's rollback.
-      if (too_late && result == kitsetup::kOk) ForgetInterrupt();
       feed.Drain(view);
       view.EndLine();
       rollback.Show(quiet);

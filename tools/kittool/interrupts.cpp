@@ -34,8 +34,6 @@ int Interrupted() { return g_signal; }
 
 const volatile std::sig_atomic_t* InterruptFlag() { return &g_signal; }
 
-void ForgetInterrupt() { g_signal = 0; }
-
 int InterruptedExit() { return 128 + static_cast<int>(g_signal); }
 
 void InterruptSignals(sigset_t* set) {

@@ -23,9 +23,6 @@ int Interrupted();
 // The flag itself, for work that polls it (the kit writer).
 const volatile std::sig_atomic_t* InterruptFlag();
 
-// Drops the recorded signal: it came too late to stop the work it was for.
-void ForgetInterrupt();
-
 // 128 + the recorded signal (130 SIGINT, 129 SIGHUP, 141 SIGPIPE, 143 SIGTERM).
 int InterruptedExit();
 
