@@ -80,6 +80,10 @@ uint32_t RunInstallJob(InstallJob& job, ProgressChannel* channel) {
     if (IsCancelled(channel)) return Rollback(job, kErrCancelled);
   }
 
+  // A cancel that came after the last file's check still wins here; one
+  // that comes later is refused, so that nobody reports a committed run as
+  // cancelled.
+  if (!BeginCommit(channel)) return Rollback(job, kErrCancelled);
   code = CommitTransaction(job);
   if (code != kOk) return ReportInstallError(job, code, 100);
   PostProgress(channel, kOk, LookupMessage("IDS_INSTALL_FINISH"), 100);

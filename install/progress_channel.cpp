@@ -27,6 +27,7 @@ void InitChannel(ProgressChannel* channel) {
   channel->request = nullptr;
   channel->directory.clear();
   channel->cancel = 0;
+  channel->committing = 0;
   channel->code = 0;
   channel->text.clear();
   channel->percent = 0;
@@ -36,6 +37,7 @@ void StartRequest(ProgressChannel* channel, DistributionKit* kit, const TextStri
   if (!channel) return;
   Locked hold(channel);
   channel->cancel = 0;
+  channel->committing = 0;
   channel->code = 0;
   channel->percent = 0;
   channel->request = kit;
@@ -51,16 +53,26 @@ void ReadRequest(ProgressChannel* channel, DistributionKit** kit, TextString* di
   if (directory) CopyText(directory, channel->directory);
 }
 
-void SetCancel(ProgressChannel* channel, uint32_t value) {
-  if (!channel) return;
+bool SetCancel(ProgressChannel* channel, uint32_t value) {
+  if (!channel) return false;
   Locked hold(channel);
+  if (channel->committing != 0) return false;
   channel->cancel = value;
+  return true;
 }
 
 bool IsCancelled(ProgressChannel* channel) {
   if (!channel) return false;
   Locked hold(channel);
   return channel->cancel != 0;
+}
+
+bool BeginCommit(ProgressChannel* channel) {
+  if (!channel) return true;
+  Locked hold(channel);
+  if (channel->cancel != 0) return false;
+  channel->committing = 1;
+  return true;
 }
 
 void PostProgress(ProgressChannel* channel, uint32_t code, const TextString& text, int32_t percent) {

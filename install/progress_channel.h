@@ -28,6 +28,7 @@ struct ProgressChannel {
   DistributionKit* request = nullptr;  // not owned
   TextString directory;
   uint32_t cancel = 0;
+  uint32_t committing = 0;  // the job is past its last chance to roll back
   uint32_t code = 0;
   TextString text;
   int32_t percent = 0;
@@ -38,12 +39,17 @@ struct ProgressChannel {
 // Count 1, both strings empty.
 void InitChannel(ProgressChannel* channel);
 
-// cancel, code, percent = 0; request = kit; directory gets a trailing "/"
-// unless it is empty or already ends in "\" or "/".
+// cancel, committing, code, percent = 0; request = kit; directory gets a
+// trailing "/" unless it is empty or already ends in "\" or "/".
 void StartRequest(ProgressChannel* channel, DistributionKit* kit, const TextString& directory);
 void ReadRequest(ProgressChannel* channel, DistributionKit** kit, TextString* directory);
-void SetCancel(ProgressChannel* channel, uint32_t value);
+// False, and nothing set, once the job has begun to commit: the run then
+// ends as a success, and whoever asked must report it so, not as cancelled.
+bool SetCancel(ProgressChannel* channel, uint32_t value);
 bool IsCancelled(ProgressChannel* channel);
+// The job's point of no return: false when a cancel came first (the job
+// rolls back), else from now on every cancel is refused.
+bool BeginCommit(ProgressChannel* channel);
 void PostProgress(ProgressChannel* channel, uint32_t code, const TextString& text, int32_t percent);
 void ReadProgress(ProgressChannel* channel, uint32_t* code, TextString* text, int32_t* percent);
 void SetProgressObserver(ProgressChannel* channel, ProgressObserver observer, void* context);

@@ -61,7 +61,8 @@ class CInstallerDlg : public CWnd, public InstallerState {
   // finished); later calls do nothing. Called before the process ends.
   void StopWorker();
   // Tells the running job to stop after its current file and roll back; the
-  // copy loop then ends with 1223.
+  // copy loop then ends with 1223. A job that has begun to commit refuses,
+  // and the loop ends with its success instead.
   void CancelCopy();
   // Closes the main window, which ends the program. During a copy the close
   // is a cancel first: the loop ends, the job rolls back, then the window
@@ -93,7 +94,7 @@ class CInstallerDlg : public CWnd, public InstallerState {
   ByteString m_title;
   ExtNSWindow* m_window = nullptr;
   bool m_workerStopped = false;
-  bool m_cancelRequested = false;  // Cancel, a close or a signal while copying: the loop ends with 1223
+  bool m_cancelRequested = false;  // a cancel the job took: the loop ends with 1223
   bool m_copying = false;          // the copy loop is running
   bool m_closeAfterCopy = false;   // the window was closed during the copy
   bool m_quitBeforeWindow = false; // a signal came before the window existed

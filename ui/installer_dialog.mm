@@ -114,9 +114,9 @@ void CInstallerDlg::StopWorker() {
 }
 
 void CInstallerDlg::CancelCopy() {
-  SetCancel(&m_progress, 1);
   RequestStop(&m_worker);
-  m_cancelRequested = true;
+  // Refused once the job commits: the copy loop then waits for its success.
+  if (SetCancel(&m_progress, 1)) m_cancelRequested = true;
 }
 
 void CInstallerDlg::CloseMainWindow() {
@@ -357,10 +357,10 @@ void CInstallerDlg::RunInstallation() {
                                           dequeue:YES];
     // Any event that points at Cancel counts as a cancel, a mere movement
     // over it included.
-    if (EventPointsAt(event, m_buttonCancel)) code = kCancelledCode;
+    if (EventPointsAt(event, m_buttonCancel)) CancelCopy();
     if (event != nil) [NSApp sendEvent:event];
-    // Cancel clicked, the window closed or a signal (the job, once
-    // cancelled, rolls back without a report of its own).
+    // Cancel clicked, the window closed or a signal, and the job took it (it
+    // rolls back without a report of its own).
     if (m_cancelRequested) code = kCancelledCode;
     [pool release];
     if (code != 0 || percent >= 100) break;
@@ -369,10 +369,10 @@ void CInstallerDlg::RunInstallation() {
   [m_window setAcceptsMouseMovedEvents:NO];
   LogResult(code);
 
-  if (code == kCancelledCode) CancelCopy();  // the job keeps running unless told
   if (m_closeAfterCopy) {
     // The close waited for the loop; it now waits for the rollback too.
     StopWorker();
+    if (code == 0) RecordInstalledTemplate(*this);  // it came too late to cancel
     [m_window close];
     return;
   }

@@ -267,21 +267,30 @@ class SetupRun {
   }
   bool Signal(int number) const { return pid_ > 0 && kill(pid_, number) == 0; }
 
-  // The copy pauses at its first directory under a path that contains
-  // `pathPart`, until OpenGate: a "mkdir" stand-in waits for the gate file.
-  // The shell commands are forced (KITSETUP_NO_FAST_PATHS) so that the copy
-  // makes its directories with mkdir. Call before Start.
-  void GateCopy(const std::string& pathPart) {
-    const std::string bin = dir_ + "/gate-bin", mkdirPath = RunOutput("command -v mkdir");
+  // The copy pauses at its first `command` (mkdir, or rm) on a path that
+  // contains `pathPart`, until OpenGate: a stand-in waits for the gate file
+  // (WaitAtGate tells when it does). The shell commands are forced
+  // (KITSETUP_NO_FAST_PATHS) so that the copy makes its directories with
+  // mkdir and removes with rm. Call before Start.
+  void GateCopy(const std::string& pathPart, const std::string& command = "mkdir") {
+    const std::string bin = dir_ + "/gate-bin", real = RunOutput("command -v " + command);
     system(("mkdir -p " + Quote(bin)).c_str());
-    std::ofstream(bin + "/mkdir") << "#!/bin/sh\ncase \"$*\" in *" << pathPart << "*)\n"
-                                  << "  while [ ! -e " << Quote(dir_ + "/gate") << " ]; do sleep 0.05; done;;\n"
-                                  << "esac\nexec " << mkdirPath.substr(0, mkdirPath.find('\n')) << " \"$@\"\n";
-    chmod((bin + "/mkdir").c_str(), 0755);
+    std::ofstream(bin + "/" + command) << "#!/bin/sh\ncase \"$*\" in *" << pathPart << "*)\n"
+                                       << "  : > " << Quote(dir_ + "/at-gate") << "\n"
+                                       << "  while [ ! -e " << Quote(dir_ + "/gate") << " ]; do sleep 0.05; done;;\n"
+                                       << "esac\nexec " << real.substr(0, real.find('\n')) << " \"$@\"\n";
+    chmod((bin + "/" + command).c_str(), 0755);
     SetPathPrefix(path_prefix_.empty() ? bin : bin + ":" + path_prefix_);
     AddEnv("KITSETUP_NO_FAST_PATHS=1");
   }
   void OpenGate() const { std::ofstream(dir_ + "/gate") << "open\n"; }
+  bool WaitAtGate(double seconds) const {
+    struct stat st;
+    for (const double end = Now() + seconds; stat((dir_ + "/at-gate").c_str(), &st) != 0; SleepSeconds(0.05)) {
+      if (Now() >= end) return false;
+    }
+    return true;
+  }
 
  private:
   std::string dir_, tmp_, path_prefix_;

@@ -398,12 +398,15 @@ uint32_t RunJob(kitsetup::DistributionKit& kit, kitsetup::ProgressChannel& chann
     } else {
       while (!worker.finished) {
         if (Interrupted() && !worker.stop) {
-          // The job stops after its current file and rolls back; the loop
-          // goes on to show the rollback.
+          // The job stops after its current file and rolls back (unless it
+          // is already committing); the loop goes on to show the rollback.
           view.EndLine();
-          if (Interrupted() != SIGPIPE) std::fprintf(stderr, "kittool install: interrupted, rolling back\n");
           kitsetup::RequestStop(&worker);
-          kitsetup::SetCancel(&channel, 1);
+          const bool too_late = !kitsetup::SetCancel(&channel, 1);
+          if (Interrupted() != SIGPIPE)
+            std::fprintf(stderr, too_late ? "kittool install: interrupted while the installation was committed; "
+                                            "it completes\n"
+                                          : "kittool install: interrupted, rolling back\n");
         }
         feed.Drain(view);
         rollback.Show(quiet);
