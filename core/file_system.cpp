@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <ftw.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -42,8 +43,10 @@ bool FastPathsFromEnvironment() {
 
 std::atomic<bool> g_fast_paths{FastPathsFromEnvironment()};
 
-// Bits 8 to 15 of system()'s value, as the result rules read them.
-int ExitStatus(int status) { return (status >> 8) & 0xFF; }
+// Bits 8 to 15 of system()'s value, as the result rules read them. A
+// command killed by a signal (a Ctrl-C reaches the whole process group) has
+// no exit status there, and must not read as a success.
+int ExitStatus(int status) { return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : (status >> 8) & 0xFF; }
 
 // `tool P rest`, P reaching the shell literally.
 int RunOnPath(const char* tool, const ByteString& path, const char* rest) {
@@ -272,7 +275,8 @@ uint32_t MoveFile(const TextString& source, const TextString& destination) {
       run_shell(ByteString("mv ") + ShellQuotedPath(from) + " " + ShellQuotedPath(to) + " 2>/dev/null");
   if (status == -1) return kErrInvalidParameter;
   // Only exit status 1 is a failure; mv's other statuses count as success.
-  return (status & 0xFF00) == 0x100 ? kErrNotFound : kOk;
+  // A killed mv may not have moved anything: the caller looks at the disk.
+  return (status & 0xFF00) == 0x100 || WIFSIGNALED(status) ? kErrNotFound : kOk;
 }
 
 uint32_t RemoveFile(const TextString& path) {
