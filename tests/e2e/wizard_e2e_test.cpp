@@ -20,7 +20,6 @@ namespace {
 
 using e2e::SetupRun;
 using e2e::Text;
-using e2e::XServer;
 using kitsetup::testing::TakeSnapshot;
 using testsupport::ListNames;
 using testsupport::MakeDirs;
@@ -130,7 +129,7 @@ class Setup : public ::testing::Test {
     x_.Type(text);
   }
 
-  XServer x_;
+  e2e::XServer x_;
   std::string window_, title_;
   int x0_ = 0, y0_ = 0;
 };
@@ -366,9 +365,9 @@ TEST_F(Setup, PointerOnCancelCancelsWhereverTheWindowIs) {
     const std::string target = run.dir() + "/gated";
     ASSERT_TRUE(ToDestination(run));
     if (moved) {
-      x_.Xdo("windowmove --sync " + window_ + " 0 408 sleep 0.3");
+      x_.Xdo("windowmove --sync " + window_ + " 0 408 sleep 0.3");  // 768 - 360: at the bottom
       int w = 0, h = 0;
-      ASSERT_TRUE(x_.Geometry(window_, x0_, y0_, w, h) && x0_ == 0 && y0_ == 768 - 360) << "the window did not move";
+      ASSERT_TRUE(x_.Geometry(window_, x0_, y0_, w, h) && x0_ == 0 && y0_ == 408) << "the window did not move";
     }
     TypePath(target);
     x_.Key("Escape");  // the keyboard is in the path field
@@ -407,7 +406,7 @@ TEST_F(Setup, PointerOnCancelCancelsWhereverTheWindowIs) {
 // with no box shown to nobody.
 TEST(SetupWindowManager, CloseEndsAtOnceAndDuringACopyAfterTheRollback) {
   setenv("LANG", "C.UTF-8", 1);
-  XServer x(true);
+  e2e::XServer x(true);
   ASSERT_TRUE(x.ok());
   for (bool copying : {false, true}) {
     SCOPED_TRACE(copying ? "copying" : "welcome");

@@ -83,14 +83,13 @@ class XServer {
 
   // Runs xdotool with `args` (shell words) and returns its standard output.
   std::string Xdo(const std::string& args) const { return RunOutput(OnDisplay() + "xdotool " + args + " 2>/dev/null"); }
-  // Visible windows titled exactly `title` but for `except`, waiting up to `seconds`.
-  std::vector<std::string> WaitForWindows(const std::string& title, double seconds,
-                                          const std::string& except = "") const {
+  // Visible windows titled exactly `title`, but for `but`, waiting up to `seconds`.
+  std::vector<std::string> WaitForWindows(const std::string& title, double seconds, const std::string& but = "") const {
     for (const double end = Now() + seconds;; SleepSeconds(0.1)) {
       std::vector<std::string> found;
       std::istringstream ids(Xdo("search --onlyvisible --name " + Quote(title)));
       for (std::string id; ids >> id;) {
-        if (id != except && Xdo("getwindowname " + id) == title + "\n") found.push_back(id);
+        if (id != but && Xdo("getwindowname " + id) == title + "\n") found.push_back(id);
       }
       if (!found.empty() || Now() >= end) return found;
     }
