@@ -80,7 +80,7 @@ inline Snapshot TakeSnapshot(const std::string& root) {
   return out;
 }
 
-// Runs a command line; returns its exit status (or -1).
+// The exit status of a command line (or -1).
 inline int RunShell(const std::string& command) {
   int status = std::system(command.c_str());
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -134,29 +134,24 @@ class InstallFixture : public ::testing::Test {
     WriteFile(source_ + "/" + rel, content, seconds);
   }
 
-  // Packs the source tree into the kit with kittool.
-  void Pack() {
-    ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null"));
-  }
+  void Pack() { ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null")); }
 
   void PackAndLoad() {
     ASSERT_NO_FATAL_FAILURE(Pack());
     ASSERT_EQ(0u, LoadKit(kit_, Text(kit_path_)));
   }
 
-  // Arms `fault` for the next run.
   void Inject(const InjectedFault& fault) {
     g_fault = fault;
     g_fault.armed = fault.armTarget.empty();
     SetFileFaultHook(&FailArmedOperation);
   }
 
-  // One run of the job on this thread, every post recorded.
-  uint32_t Install(InstallJob* job_out = nullptr) { return InstallInto(Text(templ_), job_out); }
-
-  uint32_t InstallInto(const TextString& directory, InstallJob* job_out = nullptr) {
+  // One run of the job on this thread into templ_ (or `directory`), every
+  // post recorded.
+  uint32_t Install(InstallJob* job_out = nullptr, const TextString* directory = nullptr) {
     InitChannel(&channel_);
-    StartRequest(&channel_, &kit_, directory);
+    StartRequest(&channel_, &kit_, directory ? *directory : Text(templ_));
     posts_.clear();
     SetProgressObserver(&channel_, &Record, this);
     InstallJob job;
@@ -216,8 +211,7 @@ class SmallVolume {
     if (mounted_) RunShell("umount '" + dir_ + "'");
   }
   bool mounted() const { return mounted_; }
-  // Writes a file that takes every free byte left.
-  void Fill() const {
+  void Fill() const {  // a file that takes every free byte left
     FILE* out = std::fopen((dir_ + "/filler").c_str(), "wb");
     std::string block(4096, 'x');
     while (out && std::fwrite(block.data(), 1, block.size(), out) == block.size() && std::fflush(out) == 0) {

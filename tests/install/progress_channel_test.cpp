@@ -3,6 +3,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -35,26 +36,21 @@ TEST(ProgressChannel, StartRequestAndTheNullChannel) {
     TextString directory(u"garbage"), text;
     DistributionKit* read = nullptr;
     ReadRequest(&channel, &read, &directory);
-    EXPECT_EQ(stored, U16(directory));
-    EXPECT_EQ(kit, read);
     uint32_t code = 1;
     int32_t percent = 1;
     ReadProgress(&channel, &code, &text, &percent);
-    EXPECT_EQ(std::make_pair(0u, 0), std::make_pair(code, percent));
-    EXPECT_FALSE(IsCancelled(&channel));
+    EXPECT_EQ(stored, U16(directory));
+    EXPECT_EQ(std::make_tuple(kit, 0u, 0, false), std::make_tuple(read, code, percent, IsCancelled(&channel)));
   }
 
   uint32_t code = 5;
   TextString text(u"kept");
-  int32_t percent = 7;
   StartRequest(nullptr, kit, TextString(u"/t"));
-  ReadRequest(nullptr, &kit, &text);
   SetCancel(nullptr, 1);
   PostProgress(nullptr, 1, TextString(u"x"), 50);
-  ReadProgress(nullptr, &code, &text, &percent);
+  ReadProgress(nullptr, &code, &text, nullptr);
   EXPECT_FALSE(IsCancelled(nullptr));
-  EXPECT_EQ("5 kept 7", std::to_string(code) + " " + Utf8(text) + " " + std::to_string(percent));
-  EXPECT_EQ(reinterpret_cast<DistributionKit*>(&kit_stand_in), kit);
+  EXPECT_EQ("5 kept", std::to_string(code) + " " + Utf8(text));
 }
 
 // A worker posts (i, "entry i ...", i % 101) while the reader reads: every
