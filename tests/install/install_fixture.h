@@ -6,7 +6,6 @@
 #define KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 
 #include <dirent.h>
-#include <errno.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -34,12 +33,7 @@ namespace kitsetup::testing {
 inline std::string Kittool() { return std::string(KITSETUP_BINARY_DIR) + "/kittool"; }
 const time_t kT0 = 1600000000;  // 2020-09-13
 
-using testsupport::ListNames;
-using testsupport::MakeDirs;
-using testsupport::ReadFile;
-using testsupport::Text;
-using testsupport::Utf8;
-using testsupport::WriteFile;
+using namespace testsupport;
 
 inline time_t MTime(const std::string& path) {
   struct stat info;
@@ -52,28 +46,24 @@ struct NodeState {
   char kind = '?';
   std::string bytes;
   int64_t mtime_ns = 0;
-  bool operator==(const NodeState& o) const {
-    return kind == o.kind && bytes == o.bytes && mtime_ns == o.mtime_ns;
-  }
+  bool operator==(const NodeState& o) const { return kind == o.kind && bytes == o.bytes && mtime_ns == o.mtime_ns; }
 };
 using Snapshot = std::map<std::string, NodeState>;
 
 inline void SnapshotInto(const std::string& root, const std::string& rel, Snapshot& out) {
   DIR* dir = opendir((root + rel).c_str());
-  if (!dir) return;
-  while (dirent* e = readdir(dir)) {
+  while (dirent* e = dir ? readdir(dir) : nullptr) {
     std::string name = e->d_name, path = rel + "/" + name;
     struct stat info;
     if (name == "." || name == ".." || lstat((root + path).c_str(), &info) != 0) continue;
     NodeState& node = out[path];
     node.kind = S_ISDIR(info.st_mode) ? 'd' : S_ISLNK(info.st_mode) ? 'l' : 'f';
     if (node.kind == 'd') SnapshotInto(root, path, out);
-    if (node.kind != 'd') node.mtime_ns = testsupport::MtimeNs(info);
+    if (node.kind != 'd') node.mtime_ns = MtimeNs(info);
     if (node.kind == 'f') node.bytes = ReadFile(root + path);
   }
-  closedir(dir);
+  if (dir) closedir(dir);
 }
-
 inline Snapshot TakeSnapshot(const std::string& root) {
   Snapshot out;
   SnapshotInto(root, "", out);
@@ -86,23 +76,6 @@ inline int RunShell(const std::string& command) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// A fault for the file layer's seam: `op` fails with `error` (`times`
-// times) once armed, which happens when the job posts `armTarget` (at once
-// when it is empty).
-struct InjectedFault {
-  FileOp op = FileOp::kOpen;
-  std::string armTarget;
-  int times = 0;
-  int error = ENOSPC;
-  bool armed = false;
-};
-inline InjectedFault g_fault;
-inline int FailArmedOperation(FileOp op, const char*) {
-  if (!g_fault.armed || op != g_fault.op || g_fault.times == 0) return 0;
-  --g_fault.times;
-  return g_fault.error;
-}
-
 struct Post {
   uint32_t code;
   std::string text;
@@ -110,7 +83,8 @@ struct Post {
 };
 
 // A scratch folder per test with TMPDIR pointing into it; the message table
-// in English so posted texts can be compared.
+// in English so posted texts can be compared. Faults come through the file
+// layer's seams (tests run as root, so permissions stop nothing).
 class InstallFixture : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -123,13 +97,11 @@ class InstallFixture : public ::testing::Test {
   void TearDown() override {
     SetOpenFaultHook(nullptr);
     SetFileFaultHook(nullptr);
-    g_fault = InjectedFault();
     SetFastPathsEnabled(true);
     if (kit_.dataHandle != kNoHandle) CloseFileHandle(kit_.dataHandle);
     kit_.dataHandle = kNoHandle;
   }
 
-  // Source file `rel` (with "/"), packed into the kit by Pack().
   void Source(const std::string& rel, const std::string& content, time_t seconds) {
     WriteFile(source_ + "/" + rel, content, seconds);
   }
@@ -139,12 +111,6 @@ class InstallFixture : public ::testing::Test {
   void PackAndLoad() {
     ASSERT_NO_FATAL_FAILURE(Pack());
     ASSERT_EQ(0u, LoadKit(kit_, Text(kit_path_)));
-  }
-
-  void Inject(const InjectedFault& fault) {
-    g_fault = fault;
-    g_fault.armed = fault.armTarget.empty();
-    SetFileFaultHook(&FailArmedOperation);
   }
 
   // One run of the job on this thread into templ_ (or `directory`), every
@@ -164,7 +130,6 @@ class InstallFixture : public ::testing::Test {
   static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
     auto* f = static_cast<InstallFixture*>(self);
     f->posts_.push_back({code, Utf8(text), percent});
-    if (code == 0 && !g_fault.armTarget.empty() && Utf8(text) == g_fault.armTarget) g_fault.armed = true;
     if (f->on_post_) f->on_post_(Utf8(text));
     // A cancel asked as cancel_target_ is posted; inside the observer the
     // lock is held, so the flag is set directly.

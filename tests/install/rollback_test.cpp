@@ -1,8 +1,9 @@
 // A failed or cancelled run leaves the template directory exactly as it was:
 // replaced files back byte for byte with their times, created directories
-// and files gone, everything that existed before still there. Faults come
-// through the file layer's test seam (tests run as root, so permissions stop
-// nothing), and from a real full disk.
+// and files gone, everything that existed before still there, whatever
+// fails, and on a real full disk.
+#include <cerrno>
+
 #include "install/install_fixture.h"
 
 namespace kitsetup::testing {
@@ -12,6 +13,9 @@ std::string g_failing_target;
 uint32_t OpenFault(const TextString& path, uint32_t access, uint32_t) {
   return (access & kAccessWrite) && Utf8(path) == g_failing_target ? 87u : 0u;
 }
+FileOp g_op;
+int g_times = 0;  // how many of the next g_op operations fail
+int FailOperation(FileOp op, const char*) { return op == g_op && g_times > 0 && g_times-- ? ENOSPC : 0; }
 
 // What goes wrong at entry k: its open for writing fails, the run is
 // cancelled, or one file operation fails once (its backup, a short write, a
@@ -60,8 +64,11 @@ TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
   ASSERT_LT(k, n);
   const Snapshot before = TakeSnapshot(outer), temp_before = TakeSnapshot(temp_);
   if (c.fault.cancel) cancel_target_ = Target(k);
-  if (c.fault.seam) Inject({c.fault.op, Target(k), 1});
   g_failing_target = Target(k);
+  g_op = c.fault.op;
+  g_times = 0;
+  if (c.fault.seam) SetFileFaultHook(&FailOperation);
+  on_post_ = [&](const std::string& text) { g_times += text == g_failing_target; };
   if (!c.fault.cancel && !c.fault.seam) SetOpenFaultHook(&OpenFault);
 
   const uint32_t code = Install();
