@@ -76,12 +76,6 @@ inline int RunShell(const std::string& command) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-struct Post {
-  uint32_t code;
-  std::string text;
-  int32_t percent;
-};
-
 // A scratch folder per test with TMPDIR pointing into it; the message table
 // in English so posted texts can be compared. Faults come through the file
 // layer's seams (tests run as root, so permissions stop nothing).
@@ -129,11 +123,19 @@ class InstallFixture : public ::testing::Test {
 
   static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
     auto* f = static_cast<InstallFixture*>(self);
-    f->posts_.push_back({code, Utf8(text), percent});
+    f->posts_.push_back(PostLine(code, Utf8(text), percent));
     if (f->on_post_) f->on_post_(Utf8(text));
     // A cancel asked as cancel_target_ is posted; inside the observer the
     // lock is held, so the flag is set directly.
     if (code == 0 && !f->cancel_target_.empty() && Utf8(text) == f->cancel_target_) f->channel_.cancel = 1;
+  }
+
+  // A post as this fixture records it: "code text percent".
+  static std::string PostLine(uint32_t code, const std::string& text, size_t percent) {
+    return std::to_string(code) + " " + text + " " + std::to_string(percent);
+  }
+  static std::string ErrorPost(uint32_t code, size_t percent = 0) {
+    return PostLine(code, Utf8(LookupMessage("IDS_INSTALL_ERROR")), percent);
   }
 
   // Where entry i of the kit is installed.
@@ -159,7 +161,7 @@ class InstallFixture : public ::testing::Test {
   testsupport::ScopedEnv tmpdir_{"TMPDIR", temp_.c_str()};
   DistributionKit kit_;
   ProgressChannel channel_;
-  std::vector<Post> posts_;
+  std::vector<std::string> posts_;
   std::string cancel_target_;
   std::function<void(const std::string&)> on_post_;  // called with every posted text
 };

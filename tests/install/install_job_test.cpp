@@ -18,15 +18,10 @@ class InstallJobTest : public InstallFixture, public ::testing::WithParamInterfa
   // Every entry's post in kit order, below 100, then the finish post at 100.
   void ExpectPostsInOrder() {
     const size_t count = kit_.entries.size();
-    ASSERT_EQ(count + 1, posts_.size());
-    for (size_t i = 0; i < count; ++i) {
-      EXPECT_EQ(0u, posts_[i].code);
-      EXPECT_EQ(Target(i), posts_[i].text);
-      EXPECT_EQ(static_cast<int32_t>(i * 100 / count), posts_[i].percent);
-    }
-    EXPECT_EQ(0u, posts_.back().code);
-    EXPECT_EQ(Utf8(LookupMessage("IDS_INSTALL_FINISH")), posts_.back().text);
-    EXPECT_EQ(100, posts_.back().percent);
+    std::vector<std::string> expected;
+    for (size_t i = 0; i < count; ++i) expected.push_back(PostLine(0, Target(i), i * 100 / count));
+    expected.push_back(PostLine(0, Utf8(LookupMessage("IDS_INSTALL_FINISH")), 100));
+    EXPECT_EQ(expected, posts_);
   }
 };
 
@@ -116,10 +111,7 @@ TEST_F(InstallFixture, ARunRefusesWhileAnotherProcessHoldsTheDirectory) {
       ASSERT_TRUE(other.held());
       EXPECT_TRUE(TemplateDirectoryInUse(Text(templ_)));
       EXPECT_EQ(kErrSharingViolation, Install());
-      ASSERT_EQ(1u, posts_.size());
-      EXPECT_EQ(32u, posts_[0].code);
-      EXPECT_EQ(Utf8(LookupMessage("IDS_INSTALL_ERROR")), posts_[0].text);
-      EXPECT_EQ(0, posts_[0].percent);
+      EXPECT_EQ(std::vector<std::string>{ErrorPost(32)}, posts_);
       EXPECT_EQ(before, TakeSnapshot(root_));
     }
     EXPECT_EQ(0u, Install());

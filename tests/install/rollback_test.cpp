@@ -76,9 +76,7 @@ TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
   // One post per entry up to k, then the error; a cancel posts no error.
   ASSERT_EQ(c.fault.cancel ? k + 1 : k + 2, posts_.size());
   EXPECT_EQ(c.fault.cancel ? 1223u : 87u, code);
-  EXPECT_EQ(c.fault.cancel ? 0u : code, posts_.back().code);
-  EXPECT_EQ(c.fault.cancel ? Target(k) : Utf8(LookupMessage("IDS_INSTALL_ERROR")), posts_.back().text);
-  EXPECT_EQ(static_cast<int32_t>(k * 100 / n), posts_.back().percent);
+  EXPECT_EQ(c.fault.cancel ? PostLine(0, Target(k), k * 100 / n) : ErrorPost(87, k * 100 / n), posts_.back());
   EXPECT_EQ(before, TakeSnapshot(outer));
   EXPECT_EQ(temp_before, TakeSnapshot(temp_));
   ExpectTempHoldsOnlyStaging();
