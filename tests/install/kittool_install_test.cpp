@@ -256,10 +256,9 @@ TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
   // Recovers (killing the recovery itself at its operations first when
   // asked) and returns the tree it leaves.
   auto recover = [&](const std::string& where, bool kill_recovery) {
-    for (int k = 1; kill_recovery && run("KITSETUP_CRASH_AT=" + std::to_string(k), "recover"); ++k) {
-      EXPECT_LT(k, 200) << where;
-      if (k >= 200) break;
-    }
+    int k = 1;
+    while (kill_recovery && k < 200 && run("KITSETUP_CRASH_AT=" + std::to_string(k), "recover")) ++k;
+    EXPECT_LT(k, 200) << where;
     EXPECT_FALSE(run("", "recover")) << where;
     const Snapshot tree = TakeSnapshot(templ_);
     EXPECT_FALSE(run("", "recover")) << where;
