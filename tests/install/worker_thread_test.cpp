@@ -59,7 +59,7 @@ TEST_P(WorkerTest, RunsOnceAndNeverLeavesARunHalfDone) {
   ASSERT_EQ(0, worker.createResult);
 
   // No deadline of our own: a hang is ended by the test runner's limit.
-  while (!(g_ending == Ending::kFinishWorker ? g_held.load() : worker.finished.load()))
+  while (!worker.finished && !(g_ending == Ending::kFinishWorker && g_held))
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   FinishWorker(&worker);
   FinishWorker(&worker);  // a second call, like one on a worker never started, is harmless
