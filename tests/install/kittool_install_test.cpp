@@ -162,9 +162,12 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
   // under way: the backup directory exists from the run's start until its
   // end or its rollback.
   auto stop_at = [&](pid_t pid, const std::string& err, const std::string& percent) {
-    while (ReadFile(err).find(percent) == std::string::npos) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    kill(pid, SIGSTOP);
     int status = 0;
+    while (ReadFile(err).find(percent) == std::string::npos) {
+      ASSERT_EQ(0, waitpid(pid, &status, WNOHANG)) << "ended before " << percent << ": " << ReadFile(err);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    kill(pid, SIGSTOP);
     ASSERT_EQ(pid, waitpid(pid, &status, WUNTRACED));
     ASSERT_TRUE(WIFSTOPPED(status)) << ReadFile(err);
     ASSERT_EQ(std::vector<std::string>{"r4stp0"}, ListNames(temp_)) << "the run is not under way";
