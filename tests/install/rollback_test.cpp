@@ -15,7 +15,11 @@ uint32_t OpenFault(const TextString& path, uint32_t access, uint32_t) {
 }
 FileOp g_op;
 int g_times = 0;  // how many of the next g_op operations fail
-int FailOperation(FileOp op, const char*) { return op == g_op && g_times > 0 && g_times-- ? ENOSPC : 0; }
+int FailOperation(FileOp op, const char*) {
+  if (op != g_op || g_times == 0) return 0;
+  --g_times;
+  return ENOSPC;
+}
 
 // What goes wrong at entry k: its open for writing fails, the run is
 // cancelled, or one file operation fails once (its backup, a short write, a
