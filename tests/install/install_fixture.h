@@ -6,7 +6,6 @@
 #define KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 
 #include <dirent.h>
-#include <errno.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -34,12 +33,7 @@ namespace kitsetup::testing {
 inline std::string Kittool() { return std::string(KITSETUP_BINARY_DIR) + "/kittool"; }
 const time_t kT0 = 1600000000;  // 2020-09-13
 
-using testsupport::ListNames;
-using testsupport::MakeDirs;
-using testsupport::ReadFile;
-using testsupport::Text;
-using testsupport::Utf8;
-using testsupport::WriteFile;
+using namespace testsupport;
 
 inline time_t MTime(const std::string& path) {
   struct stat info;
@@ -52,65 +46,39 @@ struct NodeState {
   char kind = '?';
   std::string bytes;
   int64_t mtime_ns = 0;
-  bool operator==(const NodeState& o) const {
-    return kind == o.kind && bytes == o.bytes && mtime_ns == o.mtime_ns;
-  }
+  bool operator==(const NodeState& o) const { return kind == o.kind && bytes == o.bytes && mtime_ns == o.mtime_ns; }
 };
 using Snapshot = std::map<std::string, NodeState>;
 
 inline void SnapshotInto(const std::string& root, const std::string& rel, Snapshot& out) {
   DIR* dir = opendir((root + rel).c_str());
-  if (!dir) return;
-  while (dirent* e = readdir(dir)) {
+  while (dirent* e = dir ? readdir(dir) : nullptr) {
     std::string name = e->d_name, path = rel + "/" + name;
     struct stat info;
     if (name == "." || name == ".." || lstat((root + path).c_str(), &info) != 0) continue;
     NodeState& node = out[path];
     node.kind = S_ISDIR(info.st_mode) ? 'd' : S_ISLNK(info.st_mode) ? 'l' : 'f';
     if (node.kind == 'd') SnapshotInto(root, path, out);
-    if (node.kind != 'd') node.mtime_ns = testsupport::MtimeNs(info);
+    if (node.kind != 'd') node.mtime_ns = MtimeNs(info);
     if (node.kind == 'f') node.bytes = ReadFile(root + path);
   }
-  closedir(dir);
+  if (dir) closedir(dir);
 }
-
 inline Snapshot TakeSnapshot(const std::string& root) {
   Snapshot out;
   SnapshotInto(root, "", out);
   return out;
 }
 
-// Runs a command line; returns its exit status (or -1).
+// The exit status of a command line (or -1).
 inline int RunShell(const std::string& command) {
   int status = std::system(command.c_str());
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// A fault for the file layer's seam: `op` fails with `error` (`times`
-// times) once armed, which happens when the job posts `armTarget` (at once
-// when it is empty).
-struct InjectedFault {
-  FileOp op = FileOp::kOpen;
-  std::string armTarget;
-  int times = 0;
-  int error = ENOSPC;
-  bool armed = false;
-};
-inline InjectedFault g_fault;
-inline int FailArmedOperation(FileOp op, const char*) {
-  if (!g_fault.armed || op != g_fault.op || g_fault.times == 0) return 0;
-  --g_fault.times;
-  return g_fault.error;
-}
-
-struct Post {
-  uint32_t code;
-  std::string text;
-  int32_t percent;
-};
-
 // A scratch folder per test with TMPDIR pointing into it; the message table
-// in English so posted texts can be compared.
+// in English so posted texts can be compared. Faults come through the file
+// layer's seams (tests run as root, so permissions stop nothing).
 class InstallFixture : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -123,40 +91,27 @@ class InstallFixture : public ::testing::Test {
   void TearDown() override {
     SetOpenFaultHook(nullptr);
     SetFileFaultHook(nullptr);
-    g_fault = InjectedFault();
     SetFastPathsEnabled(true);
     if (kit_.dataHandle != kNoHandle) CloseFileHandle(kit_.dataHandle);
     kit_.dataHandle = kNoHandle;
   }
 
-  // Source file `rel` (with "/"), packed into the kit by Pack().
   void Source(const std::string& rel, const std::string& content, time_t seconds) {
     WriteFile(source_ + "/" + rel, content, seconds);
   }
 
-  // Packs the source tree into the kit with kittool.
-  void Pack() {
-    ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null"));
-  }
+  void Pack() { ASSERT_EQ(0, RunShell("'" + Kittool() + "' pack '" + source_ + "' '" + kit_path_ + "' >/dev/null")); }
 
   void PackAndLoad() {
     ASSERT_NO_FATAL_FAILURE(Pack());
     ASSERT_EQ(0u, LoadKit(kit_, Text(kit_path_)));
   }
 
-  // Arms `fault` for the next run.
-  void Inject(const InjectedFault& fault) {
-    g_fault = fault;
-    g_fault.armed = fault.armTarget.empty();
-    SetFileFaultHook(&FailArmedOperation);
-  }
-
-  // One run of the job on this thread, every post recorded.
-  uint32_t Install(InstallJob* job_out = nullptr) { return InstallInto(Text(templ_), job_out); }
-
-  uint32_t InstallInto(const TextString& directory, InstallJob* job_out = nullptr) {
+  // One run of the job on this thread into templ_ (or `directory`), every
+  // post recorded.
+  uint32_t Install(InstallJob* job_out = nullptr, const TextString* directory = nullptr) {
     InitChannel(&channel_);
-    StartRequest(&channel_, &kit_, directory);
+    StartRequest(&channel_, &kit_, directory ? *directory : Text(templ_));
     posts_.clear();
     SetProgressObserver(&channel_, &Record, this);
     InstallJob job;
@@ -168,12 +123,19 @@ class InstallFixture : public ::testing::Test {
 
   static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
     auto* f = static_cast<InstallFixture*>(self);
-    f->posts_.push_back({code, Utf8(text), percent});
-    if (code == 0 && !g_fault.armTarget.empty() && Utf8(text) == g_fault.armTarget) g_fault.armed = true;
+    f->posts_.push_back(PostLine(code, Utf8(text), percent));
     if (f->on_post_) f->on_post_(Utf8(text));
     // A cancel asked as cancel_target_ is posted; inside the observer the
     // lock is held, so the flag is set directly.
     if (code == 0 && !f->cancel_target_.empty() && Utf8(text) == f->cancel_target_) f->channel_.cancel = 1;
+  }
+
+  // A post as this fixture records it: "code text percent".
+  static std::string PostLine(uint32_t code, const std::string& text, size_t percent) {
+    return std::to_string(code) + " " + text + " " + std::to_string(percent);
+  }
+  static std::string ErrorPost(uint32_t code, size_t percent = 0) {
+    return PostLine(code, Utf8(LookupMessage("IDS_INSTALL_ERROR")), percent);
   }
 
   // Where entry i of the kit is installed.
@@ -199,7 +161,7 @@ class InstallFixture : public ::testing::Test {
   testsupport::ScopedEnv tmpdir_{"TMPDIR", temp_.c_str()};
   DistributionKit kit_;
   ProgressChannel channel_;
-  std::vector<Post> posts_;
+  std::vector<std::string> posts_;
   std::string cancel_target_;
   std::function<void(const std::string&)> on_post_;  // called with every posted text
 };
@@ -216,8 +178,7 @@ class SmallVolume {
     if (mounted_) RunShell("umount '" + dir_ + "'");
   }
   bool mounted() const { return mounted_; }
-  // Writes a file that takes every free byte left.
-  void Fill() const {
+  void Fill() const {  // a file that takes every free byte left
     FILE* out = std::fopen((dir_ + "/filler").c_str(), "wb");
     std::string block(4096, 'x');
     while (out && std::fwrite(block.data(), 1, block.size(), out) == block.size() && std::fflush(out) == 0) {

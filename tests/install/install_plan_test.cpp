@@ -3,8 +3,7 @@
 // are one file on a folding volume (through the volume-folding seam: this
 // machine's volumes fold nothing), a template directory the locale cannot
 // carry, and a volume too small for the kit (a real tmpfs).
-#include <filesystem>
-#include <memory>
+#include <optional>
 
 #include "install/install_fixture.h"
 #include "install/install_plan.h"
@@ -16,116 +15,64 @@ namespace {
 NameFolding FoldsCase(const ByteString&) { return {true, true}; }
 NameFolding FoldsNormalisation(const ByteString&) { return {false, true}; }
 
-using SrcFn = std::function<void(const std::string& rel, const std::string& text)>;
-
 struct PlanRow {
   const char* name;
   uint32_t code;
   VolumeFoldingHook folding;
-  std::function<void(const SrcFn& src, std::string& templ)> setup;
+  std::vector<std::string> sources;  // the kit's files, each holding its own name
+  std::string in_the_way;            // a file of the user's below the template directory
+  bool small_volume = false;         // the template directory lies on a 2 MiB volume
 };
 
-class InstallPlanTest : public InstallFixture, public ::testing::WithParamInterface<PlanRow> {
- protected:
-  void TearDown() override {
-    SetVolumeFoldingHook(nullptr);
-    InstallFixture::TearDown();
-  }
-  std::unique_ptr<SmallVolume> small_;
+class InstallPlanTest : public InstallFixture, public ::testing::WithParamInterface<PlanRow> {};
+
+const char kNfc[] = "caf\xC3\xA9.txt", kNfd[] = "cafe\xCC\x81.txt";
+const PlanRow kRows[] = {
+    {"FileWhereAFolderIsNeededFirst", 3, nullptr, {"b.txt", "a0/inner/f.txt"}, "a0"},
+    {"FileWhereAFolderIsNeededLast", 3, nullptr, {"b.txt", "zz0/inner/f.txt"}, "zz0"},
+    {"FileWhereAFolderIsNeededDeep", 3, nullptr, {"b.txt", "m0/inner/inner/f.txt"}, "m0/inner"},
+    {"FolderWhereTheKitHasAFile", 183, nullptr, {"sub/x.txt"}, "sub/x.txt/mine.txt"},
+    {"CaseOnAFoldingVolume", 183, &FoldsCase, {"Dir/Readme.txt", "dir/README.TXT"}, ""},
+    {"NormalisationOnAFoldingVolume", 183, &FoldsNormalisation, {kNfc, kNfd}, ""},
+    // The same names where nothing folds are two files.
+    {"CaseAndNormalisationWhereNothingFolds", 0, nullptr, {"Dir/Readme.txt", "dir/README.TXT", kNfc, kNfd}, ""},
+    {"TooLittleFreeSpace", 1013, nullptr, {"small.txt", "wide.bin"}, "", true},
 };
-
-const std::string kWide(3 << 20, 'w');
-
-std::vector<PlanRow> Rows() {
-  auto file_in_the_way = [](const char* folder) {
-    return [folder](const SrcFn& src, std::string& templ) {
-      src("b.txt", "b");
-      src(std::string(folder) + "/inner/f.txt", "f");
-      WriteFile(templ + "/" + folder, "a plain file in the way", kT0);
-    };
-  };
-  return {
-      {"FileWhereAFolderIsNeededFirst", 3, nullptr, file_in_the_way("a0")},
-      {"FileWhereAFolderIsNeededLast", 3, nullptr, file_in_the_way("zz0")},
-      {"FileWhereAFolderIsNeededDeep", 3, nullptr, file_in_the_way("m0/inner")},
-      {"FolderWhereTheKitHasAFile", 183, nullptr,
-       [](const SrcFn& src, std::string& templ) {
-         src("sub/x.txt", "x");
-         WriteFile(templ + "/sub/x.txt/mine.txt", "the user's", kT0);
-       }},
-      {"TemplateDirectoryIsAFile", 3, nullptr,
-       [](const SrcFn& src, std::string& templ) {
-         src("a.txt", "a");
-         std::error_code ignored;
-         std::filesystem::remove_all(templ, ignored);
-         WriteFile(templ, "a file", kT0);
-       }},
-      {"CaseOnAFoldingVolume", 183, &FoldsCase,
-       [](const SrcFn& src, std::string&) {
-         src("Dir/Readme.txt", "1");
-         src("dir/README.TXT", "2");
-       }},
-      {"NormalisationOnAFoldingVolume", 183, &FoldsNormalisation,
-       [](const SrcFn& src, std::string&) {
-         src("caf\xC3\xA9.txt", "nfc");
-         src("cafe\xCC\x81.txt", "nfd");
-       }},
-      // The same names where nothing folds are two files.
-      {"CaseAndNormalisationWhereNothingFolds", 0, nullptr,
-       [](const SrcFn& src, std::string&) {
-         src("Dir/Readme.txt", "1");
-         src("dir/README.TXT", "2");
-         src("caf\xC3\xA9.txt", "nfc");
-         src("cafe\xCC\x81.txt", "nfd");
-       }},
-      {"TooLittleFreeSpace", 1013, nullptr,
-       [](const SrcFn& src, std::string& templ) {
-         src("small.txt", "s");
-         src("wide.bin", kWide);
-         templ = templ.substr(0, templ.rfind('/')) + "/volume/templates";
-       }},
-  };
-}
 
 TEST_P(InstallPlanTest, RefusedPlanChangesNothing) {
   const PlanRow& row = GetParam();
   const std::string outer = root_ + "/outer";
   templ_ = outer + "/templates";
-  MakeDirs(outer);
-  WriteFile(templ_ + "/mine.txt", "the user's own", kT0);
-  std::string templ = templ_;
-  row.setup([this](const std::string& rel, const std::string& text) { Source(rel, text, kT0 + 100); }, templ);
-  if (templ != templ_) {
-    // The last row's template directory lies on a 2 MiB volume.
-    small_ = std::make_unique<SmallVolume>(outer + "/volume", "2m");
-    if (!small_->mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
-    templ_ = templ;
+  std::optional<SmallVolume> volume;
+  if (row.small_volume) {
+    volume.emplace(outer, "2m");
+    if (!volume->mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
   }
+  WriteFile(templ_ + "/mine.txt", "the user's own", kT0);
+  if (!row.in_the_way.empty()) WriteFile(templ_ + "/" + row.in_the_way, "the user's, in the way", kT0);
+  for (const std::string& rel : row.sources)
+    Source(rel, rel == "wide.bin" ? std::string(3 << 20, 'w') : rel, kT0 + 100);
   PackAndLoad();
   SetVolumeFoldingHook(row.folding);
   const Snapshot before = TakeSnapshot(outer);
 
   InstallJob job;
   const uint32_t code = Install(&job);
+  SetVolumeFoldingHook(nullptr);
 
   EXPECT_EQ(row.code, code) << DescribePlan(job.plan);
   EXPECT_EQ(row.code, job.plan.refusal);
+  ExpectTempHoldsOnlyStaging();  // no backup directory either
   if (row.code == 0) {
-    EXPECT_EQ("nfd", ReadFile(templ_ + "/cafe\xCC\x81.txt"));
-    EXPECT_EQ("2", ReadFile(templ_ + "/dir/README.TXT"));
-    ExpectTempHoldsOnlyStaging();
+    for (const std::string& rel : row.sources) EXPECT_EQ(rel, ReadFile(templ_ + "/" + rel));
     return;
   }
   EXPECT_FALSE(job.plan.reason.empty());
-  ASSERT_EQ(1u, posts_.size());
-  EXPECT_EQ(row.code, posts_[0].code);
-  EXPECT_EQ(Utf8(LookupMessage("IDS_INSTALL_ERROR")), posts_[0].text);
-  EXPECT_EQ(0, posts_[0].percent);
+  EXPECT_EQ(std::vector<std::string>{ErrorPost(row.code)}, posts_);
   EXPECT_EQ(before, TakeSnapshot(outer));
-  ExpectTempHoldsOnlyStaging();  // no backup directory either
 }
 
-INSTANTIATE_TEST_SUITE_P(Refusals, InstallPlanTest, ::testing::ValuesIn(Rows()),
+INSTANTIATE_TEST_SUITE_P(Refusals, InstallPlanTest, ::testing::ValuesIn(kRows),
                          [](const ::testing::TestParamInfo<PlanRow>& info) { return info.param.name; });
 
 // A template directory that the locale cannot carry is refused, never
@@ -137,7 +84,8 @@ TEST_F(InstallPlanEdge, UnconvertibleTemplateDirectoryIsRefused) {
   const std::u16string lone_surrogate = u"/x\xD800y";
   for (const std::u16string& dir : {testsupport::U16(root_) + lone_surrogate, std::u16string()}) {
     InstallJob job;
-    EXPECT_NE(0u, InstallInto(Text(dir), &job));
+    const TextString directory = Text(dir);
+    EXPECT_NE(0u, Install(&job, &directory));
     EXPECT_EQ(dir.empty() ? 87u : 13u, job.plan.refusal);
   }
   EXPECT_EQ((std::vector<std::string>{"kit.efd", "src", "tmp"}), ListNames(root_));

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -20,41 +21,33 @@ std::u16string EntryText(uint32_t i) {
 }
 
 // A new request ends the directory in one separator and clears the last
-// run's progress and cancel; the null channel does nothing at all.
-TEST(ProgressChannel, StartRequestAndTheNullChannel) {
+// run's progress and cancel (a retry after a failed or cancelled run starts
+// clean); the null channel does nothing at all.
+TEST(ProgressChannel, StartRequestClearsTheLastRunAndTheNullChannelDoesNothing) {
   ProgressChannel channel;
   InitChannel(&channel);
   const std::pair<std::u16string, std::u16string> dirs[] = {
       {u"/x/y", u"/x/y/"}, {u"/x/y/", u"/x/y/"}, {u"C:\\x\\", u"C:\\x\\"}, {u"", u""}, {u"a", u"a/"}};
-  int kit_stand_in = 0;
-  auto* kit = reinterpret_cast<DistributionKit*>(&kit_stand_in);
   for (const auto& [given, stored] : dirs) {
     PostProgress(&channel, 87, TextString(u"Installation error"), 40);
     SetCancel(&channel, 1);
-    StartRequest(&channel, kit, TextString(given.c_str()));
+    StartRequest(&channel, nullptr, TextString(given.c_str()));
     TextString directory(u"garbage"), text;
-    DistributionKit* read = nullptr;
-    ReadRequest(&channel, &read, &directory);
-    EXPECT_EQ(stored, U16(directory));
-    EXPECT_EQ(kit, read);
+    ReadRequest(&channel, nullptr, &directory);
     uint32_t code = 1;
     int32_t percent = 1;
     ReadProgress(&channel, &code, &text, &percent);
-    EXPECT_EQ(std::make_pair(0u, 0), std::make_pair(code, percent));
-    EXPECT_FALSE(IsCancelled(&channel));
+    EXPECT_EQ(stored, U16(directory));
+    EXPECT_EQ(std::make_tuple(0u, 0, false), std::make_tuple(code, percent, IsCancelled(&channel)));
   }
 
   uint32_t code = 5;
-  TextString text(u"kept");
-  int32_t percent = 7;
-  StartRequest(nullptr, kit, TextString(u"/t"));
-  ReadRequest(nullptr, &kit, &text);
+  StartRequest(nullptr, nullptr, TextString(u"/t"));
   SetCancel(nullptr, 1);
   PostProgress(nullptr, 1, TextString(u"x"), 50);
-  ReadProgress(nullptr, &code, &text, &percent);
+  ReadProgress(nullptr, &code, nullptr, nullptr);
   EXPECT_FALSE(IsCancelled(nullptr));
-  EXPECT_EQ("5 kept 7", std::to_string(code) + " " + Utf8(text) + " " + std::to_string(percent));
-  EXPECT_EQ(reinterpret_cast<DistributionKit*>(&kit_stand_in), kit);
+  EXPECT_EQ(5u, code);
 }
 
 // A worker posts (i, "entry i ...", i % 101) while the reader reads: every

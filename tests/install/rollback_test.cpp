@@ -1,36 +1,46 @@
 // A failed or cancelled run leaves the template directory exactly as it was:
 // replaced files back byte for byte with their times, created directories
-// and files gone, everything that existed before still there. Faults come
-// through the file layer's test seam (tests run as root, so permissions stop
-// nothing): a failed open, a failed backup, a short write, a failed truncate
-// or close, and a removal that fails once during the rollback itself.
+// and files gone, everything that existed before still there, whatever
+// fails, and on a real full disk.
+#include <cerrno>
+
 #include "install/install_fixture.h"
 
 namespace kitsetup::testing {
 namespace {
 
-// The target whose open for writing fails, and the code it fails with.
 std::string g_failing_target;
 uint32_t OpenFault(const TextString& path, uint32_t access, uint32_t) {
   return (access & kAccessWrite) && Utf8(path) == g_failing_target ? 87u : 0u;
 }
+FileOp g_op;
+int g_times = 0;  // how many of the next g_op operations fail
+int FailOperation(FileOp op, const char*) {
+  if (op != g_op || g_times == 0) return 0;
+  --g_times;
+  return ENOSPC;
+}
 
-enum class Fault { kOpenFails, kCancel, kBackupFails, kShortWrite, kTruncateFails, kCloseFails, kCancelRemoveFailsOnce };
-const char* const kFaultNames[] = {"OpenFails",     "Cancel",     "BackupFails",          "ShortWrite",
-                                   "TruncateFails", "CloseFails", "CancelRemoveFailsOnce"};
+// What goes wrong at entry k: its open for writing fails, the run is
+// cancelled, or one file operation fails once (its backup, a short write, a
+// truncate, a close; or, after a cancel, a removal during the rollback).
+struct Fault {
+  const char* name;
+  bool cancel, seam;
+  FileOp op;
+};
+const Fault kOpenFails{"OpenFails", false, false, FileOp::kOpen}, kCancel{"Cancel", true, false, FileOp::kOpen},
+    kBackupFails{"BackupFails", false, true, FileOp::kMove}, kShortWrite{"ShortWrite", false, true, FileOp::kWrite},
+    kTruncateFails{"TruncateFails", false, true, FileOp::kTruncate},
+    kCloseFails{"CloseFails", false, true, FileOp::kClose},
+    kCancelRemoveFailsOnce{"CancelRemoveFailsOnce", true, true, FileOp::kRemove};
 
 struct Case {
   Fault fault;
-  int k;  // the entry that fails, or after which the run is cancelled
+  int k;
   bool fast;
   bool fresh = false;  // the template directory and its parent do not exist yet
 };
-
-std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
-  const Case& c = info.param;
-  return std::string(kFaultNames[int(c.fault)]) + "AtEntry" + std::to_string(c.k) +
-         (c.fast ? "FastPaths" : "ShellCommands") + (c.fresh ? "IntoNewDirectory" : "");
-}
 
 class RollbackTest : public InstallFixture, public ::testing::WithParamInterface<Case> {};
 
@@ -44,13 +54,9 @@ TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
   const std::string outer = root_ + "/outer";
   templ_ = outer + "/inner/templates";
   MakeDirs(outer);
-  Source("a_new/deep/er/one.txt", "one", kT0 + 100);
-  Source("b_new.txt", "b", kT0 + 100);
-  Source("replace1.txt", "replacement 1", kT0 + 100);
-  Source("sub/new_in_sub.txt", "new in sub", kT0 + 100);
-  Source("sub/replace2.txt", "replacement 2", kT0 + 100);
-  Source("sub/z_newdir/two.txt", "two", kT0 + 100);
-  Source("zz/last.txt", "last", kT0 + 100);
+  for (const char* rel : {"a_new/deep/er/one.txt", "b_new.txt", "replace1.txt", "sub/new_in_sub.txt",
+                          "sub/replace2.txt", "sub/z_newdir/two.txt", "zz/last.txt"})
+    Source(rel, std::string("new ") + rel, kT0 + 100);
   if (!c.fresh) {
     WriteFile(templ_ + "/replace1.txt", "the user's old version, longer than the new one", kT0);
     WriteFile(templ_ + "/sub/replace2.txt", "old 2", kT0 + 1);
@@ -58,74 +64,57 @@ TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
     WriteFile(templ_ + "/keep/local.txt", "local", kT0 + 3);
   }
   PackAndLoad();
-  const size_t n = kit_.entries.size();
-  const size_t k = c.k;
+  const size_t n = kit_.entries.size(), k = c.k;
   ASSERT_LT(k, n);
-  const Snapshot before = TakeSnapshot(outer);
-  const Snapshot temp_before = TakeSnapshot(temp_);
-  if (c.fault == Fault::kOpenFails) {
-    g_failing_target = Target(k);
-    SetOpenFaultHook(&OpenFault);
-  } else if (c.fault == Fault::kCancel || c.fault == Fault::kCancelRemoveFailsOnce) {
-    cancel_target_ = Target(k);
-  }
-  const FileOp kOps[] = {FileOp::kOpen, FileOp::kOpen,  FileOp::kMove,  FileOp::kWrite,
-                         FileOp::kTruncate, FileOp::kClose, FileOp::kRemove};
-  if (c.fault != Fault::kOpenFails && c.fault != Fault::kCancel) Inject({kOps[int(c.fault)], Target(k), 1});
+  const Snapshot before = TakeSnapshot(outer), temp_before = TakeSnapshot(temp_);
+  if (c.fault.cancel) cancel_target_ = Target(k);
+  g_failing_target = Target(k);
+  g_op = c.fault.op;
+  g_times = 0;
+  if (c.fault.seam) SetFileFaultHook(&FailOperation);
+  on_post_ = [&](const std::string& text) { g_times += text == g_failing_target; };
+  if (!c.fault.cancel && !c.fault.seam) SetOpenFaultHook(&OpenFault);
 
   const uint32_t code = Install();
-  SetOpenFaultHook(nullptr);
-  const bool cancelled = c.fault == Fault::kCancel || c.fault == Fault::kCancelRemoveFailsOnce;
 
   // One post per entry up to k, then the error; a cancel posts no error.
-  ASSERT_EQ(cancelled ? k + 1 : k + 2, posts_.size());
-  if (cancelled) {
-    EXPECT_EQ(1223u, code);
-    EXPECT_EQ(0u, posts_.back().code);
-    EXPECT_EQ(Target(k), posts_.back().text);
-  } else {
-    EXPECT_EQ(87u, code);
-    EXPECT_EQ(code, posts_.back().code);
-    EXPECT_EQ(Utf8(LookupMessage("IDS_INSTALL_ERROR")), posts_.back().text);
-  }
-  EXPECT_EQ(static_cast<int32_t>(k * 100 / n), posts_.back().percent);
+  ASSERT_EQ(c.fault.cancel ? k + 1 : k + 2, posts_.size());
+  EXPECT_EQ(c.fault.cancel ? 1223u : 87u, code);
+  EXPECT_EQ(c.fault.cancel ? PostLine(0, Target(k), k * 100 / n) : ErrorPost(87, k * 100 / n), posts_.back());
   EXPECT_EQ(before, TakeSnapshot(outer));
-  EXPECT_EQ(temp_before, TakeSnapshot(temp_));
-  ExpectTempHoldsOnlyStaging();
+  EXPECT_EQ(temp_before, TakeSnapshot(temp_));  // the staging file and nothing else
 }
 
 std::vector<Case> Cases() {
   std::vector<Case> cases;
   for (int k = 0; k < 7; ++k) {
-    cases.push_back({Fault::kOpenFails, k, true});
-    cases.push_back({Fault::kCancel, k, true});
+    cases.push_back({kOpenFails, k, true});
+    cases.push_back({kCancel, k, true});
   }
   // The replaced files are entries 2 and 4.
-  for (int k : {2, 4}) cases.push_back({Fault::kBackupFails, k, true});
+  for (int k : {2, 4}) cases.push_back({kBackupFails, k, true});
   for (int k : {0, 4, 6}) {
-    cases.push_back({Fault::kShortWrite, k, true});
-    cases.push_back({Fault::kCancelRemoveFailsOnce, k, true});
+    cases.push_back({kShortWrite, k, true});
+    cases.push_back({kCancelRemoveFailsOnce, k, true});
   }
-  cases.push_back({Fault::kTruncateFails, 2, true});
-  cases.push_back({Fault::kCloseFails, 5, true});
+  cases.push_back({kTruncateFails, 2, true});
+  cases.push_back({kCloseFails, 5, true});
   // The shell commands alone, for one case of each kind.
-  cases.push_back({Fault::kOpenFails, 4, false});
-  cases.push_back({Fault::kCancel, 6, false});
-  cases.push_back({Fault::kBackupFails, 4, false});
-  cases.push_back({Fault::kShortWrite, 3, false});
+  for (const Case& c : {Case{kOpenFails, 4, false}, Case{kCancel, 6, false}, Case{kBackupFails, 4, false},
+                        Case{kShortWrite, 3, false}})
+    cases.push_back(c);
   // A failed run removes the template directory it made with every level,
   // but not the parent that was there.
-  cases.push_back({Fault::kOpenFails, 5, true, true});
+  cases.push_back({kOpenFails, 5, true, true});
   return cases;
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, RollbackTest, ::testing::ValuesIn(Cases()), CaseName);
-
-}  // namespace
-}  // namespace kitsetup::testing
-
-namespace kitsetup::testing {
-namespace {
+INSTANTIATE_TEST_SUITE_P(Faults, RollbackTest, ::testing::ValuesIn(Cases()),
+                         [](const ::testing::TestParamInfo<Case>& info) {
+                           const Case& c = info.param;
+                           return std::string(c.fault.name) + "AtEntry" + std::to_string(c.k) +
+                                  (c.fast ? "FastPaths" : "ShellCommands") + (c.fresh ? "IntoNewDirectory" : "");
+                         });
 
 // A real full disk: the template directory lies on a small tmpfs, the backups
 // on another volume (whole copies), and the volume fills up while the last
@@ -140,12 +129,12 @@ TEST_P(FullDiskTest, ShortWriteRollsBackWithoutTruncatingAUsersFile) {
   if (!volume.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
   templ_ = root_ + "/volume/templates";
   const size_t kOld = 200 * 1024;
-  std::vector<std::string> names = {"a.txt", "b/c.txt", "d.txt"};
   std::map<std::string, std::string> originals;
-  for (size_t i = 0; i < names.size(); ++i) {
-    originals[names[i]] = std::string(kOld, char('0' + i));
-    WriteFile(templ_ + "/" + names[i], originals[names[i]], kT0);
-    Source(names[i], std::string(GetParam(), char('a' + i)), kT0 + 100);
+  int i = 0;
+  for (const char* name : {"a.txt", "b/c.txt", "d.txt"}) {
+    originals[name] = std::string(kOld, char('0' + i));
+    WriteFile(templ_ + "/" + name, originals[name], kT0);
+    Source(name, std::string(GetParam(), char('a' + i++)), kT0 + 100);
   }
   Source("z_new.txt", std::string(kOld, 'z'), kT0 + 100);
   PackAndLoad();
@@ -179,7 +168,7 @@ TEST_P(FullDiskTest, ShortWriteRollsBackWithoutTruncatingAUsersFile) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, FullDiskTest, ::testing::Values(200 * 1024, 20 * 1024),
                          [](const ::testing::TestParamInfo<size_t>& info) {
-                           return info.param >= 200 * 1024 ? std::string("RollbackHasRoom") : std::string("RollbackHasNoRoom");
+                           return std::string(info.param >= 200 * 1024 ? "RollbackHasRoom" : "RollbackHasNoRoom");
                          });
 
 }  // namespace
