@@ -1,6 +1,7 @@
 // The pre-install checks on real files: a scratch home and temporary
 // directory, real kits beside a made-up executable path and, where the
-// machine allows mounting, a small file system for the free-space check.
+// machine allows mounting, a small file system for the free-space check;
+// and where the kit is looked for.
 #include "app/pre_install.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "app/kit_location.h"
 #include "core/messages.h"
 #include "kit/kit_writer.h"
 #include "support/test_support.h"
@@ -30,6 +32,25 @@ uint32_t WriteKit(const std::string& path, const char16_t* name, const std::stri
   builder.AddEntry(name, content, 133000000000000000ULL);
   MakeDirs(path.substr(0, path.rfind('/')));
   return builder.WriteTo(path);
+}
+
+TEST(KitLocation, BesideTheLastBundleBesideABareExecutableOrInTheWorkingDirectory) {
+  const char* cases[][2] = {
+      {"/Apps/Kit/Setup.app/Contents/MacOS/Setup", "/Apps/Kit/mivo.efd"},
+      {"/opt/x/setup", "/opt/x/mivo.efd"},
+      {"/A/O.app/Contents/MacOS/I.app/Contents/MacOS/S", "/A/O.app/Contents/MacOS/mivo.efd"},
+      // The tail is matched as bytes, also inside a longer name; a near miss is a directory.
+      {"/k/S.app/Contents/MacOSX/S", "/k/mivo.efd"},
+      {"/k/S.app/Contents/MacO/S", "/k/S.app/Contents/MacO/mivo.efd"},
+      // Without a "/" before the point found, the whole path is kept.
+      {"S.app/Contents/MacOS/S", "S.app/Contents/MacOS/S/mivo.efd"},
+      {"", ""},  // own path unknown: no kit path at all
+  };
+  for (const auto& c : cases) EXPECT_EQ(Utf8(LocateKitFile(false, c[0], "/ignored")), c[1]) << c[0];
+  EXPECT_EQ(Utf8(LocateKitFile(true, cases[0][0], "/srv/kits")), "/srv/kits/mivo.efd");
+  EXPECT_EQ(Utf8(LocateKitFile(true, cases[0][0], "")), "");
+  EXPECT_EQ(ExecutablePath().c_str(), std::string(KITSETUP_BINARY_DIR "/tests/app/app_tests"));
+  EXPECT_EQ(Utf8(LocateKitFile(false)), KITSETUP_BINARY_DIR "/tests/app/mivo.efd");
 }
 
 TEST(TemplateProposalCleaning, UrlsFileSchemeAndLineBreaks) {
@@ -92,20 +113,13 @@ class PreInstall : public ::testing::Test {
   bool mounted_ = false;
 };
 
-TEST_F(PreInstall, QueriesOfSizeAndSpace) {
+TEST_F(PreInstall, EachFailureIsShownOnceAndStopsTheChecks) {
   uint32_t size = 7, freeBytes = 0;
   EXPECT_EQ(QueryFileSize(Text(kit_), nullptr), 1);
   EXPECT_EQ(QueryFileSize(Text(kit_), &size), 1);
-  WriteFile(kit_, "");
-  ASSERT_EQ(truncate(kit_.c_str(), (1ll << 32) + 5), 0);  // sparse
-  EXPECT_EQ(QueryFileSize(Text(kit_), &size), 0);
-  EXPECT_EQ(size, 5u);  // the low 32 bits
   EXPECT_EQ(QueryTempFreeSpace(nullptr), 87);
   EXPECT_EQ(QueryTempFreeSpace(&freeBytes), 0);
   EXPECT_GT(freeBytes, 0u);
-}
-
-TEST_F(PreInstall, EachFailureIsShownOnceAndStopsTheChecks) {
   InstallerState missing, unknown, damaged, empty;
   EXPECT_EQ(Prepare(missing), Failed("IDS_ERROR_NOSOURCE", KitLine()));
   EXPECT_TRUE(missing.m_kitPath.empty());
@@ -115,13 +129,16 @@ TEST_F(PreInstall, EachFailureIsShownOnceAndStopsTheChecks) {
   EXPECT_EQ(Prepare(damaged), Failed("IDS_ERROR_DAMAGEDSOURCE", KitLine() + TemplateLine(defaultTemplates_)));
   EXPECT_EQ(Utf8(damaged.m_kitPath), kit_);
   EXPECT_EQ(damaged.m_kit.dataHandle, kNoHandle);
-  EXPECT_EQ(std::system(("test -z \"$(ls -A '" + dir_.At("tmp") + "')\"").c_str()), 0) << "staging file left";
+  EXPECT_TRUE(ListNames(dir_.At("tmp")).empty()) << "staging file left";
   // An empty kit passes the size check and is judged by the loader.
   WriteFile(kit_, "");
   EXPECT_EQ(Prepare(empty), Failed("IDS_ERROR_DAMAGEDSOURCE", KitLine() + TemplateLine(defaultTemplates_)));
+  ASSERT_EQ(truncate(kit_.c_str(), (1ll << 32) + 5), 0);  // sparse
+  EXPECT_EQ(QueryFileSize(Text(kit_), &size), 0);
+  EXPECT_EQ(size, 5u);  // the low 32 bits
 }
 
-TEST_F(PreInstall, GoodKitWithConfiguredTemplates) {
+TEST_F(PreInstall, GoodKitWithConfiguredTemplatesHereOrInTheWorkingDirectory) {
   ASSERT_EQ(WriteKit(kit_, u"\\conf\\a.txt", "payload"), 0u);
   const std::string rw = dir_.At("templates");
   mkdir(rw.c_str(), 0755);
@@ -135,16 +152,13 @@ TEST_F(PreInstall, GoodKitWithConfiguredTemplates) {
   EXPECT_EQ(state.m_kit.entries[0].dataSize, 7u);
   EXPECT_EQ(state.m_kit.descriptions.at(0).productName, TextString(u"Ledger"));
   CloseFileHandle(state.m_kit.dataHandle);
-}
-
-TEST_F(PreInstall, UseCwdFindsTheKitInTheWorkingDirectory) {
-  ASSERT_EQ(WriteKit(kit_, u"a.txt", "x"), 0u);
+  // With "usecwd" the same kit is found in the working directory, whatever the own path.
   EXPECT_EQ(RunInChild([&] {
               if (chdir((dir_.At("Kits")).c_str()) != 0) return std::string("chdir failed");
-              InstallerState state;
-              state.m_useCwd = 1;
-              const bool ok = PrepareInstall(state, nullptr);  // own executable path ignored
-              return std::string(ok ? "ok " : "failed ") + Utf8(state.m_kitPath);
+              InstallerState cwd;
+              cwd.m_useCwd = 1;
+              const bool ok = PrepareInstall(cwd, nullptr);  // own executable path ignored
+              return std::string(ok ? "ok " : "failed ") + Utf8(cwd.m_kitPath);
             }),
             "ok " + kit_);
 }

@@ -1,6 +1,7 @@
-// The wizard's window-free decisions: the button and key table, the welcome
-// sentence, the typed path, the description file's open command (against a
-// stand-in opener on PATH) and the launcher files written after a success.
+// The wizard's window-free decisions: the button and key table, the
+// description file's open command (against a stand-in opener on PATH), the
+// launcher files written after a success, and the event log's exact lines
+// (the window's texts and typed paths are the end-to-end tests' concern).
 #include "app/wizard_flow.h"
 
 #include <gtest/gtest.h>
@@ -8,11 +9,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "app/event_log.h"
 #include "support/test_support.h"
-#include "core/messages.h"
 
 namespace kitsetup {
 namespace {
@@ -34,21 +37,6 @@ TEST(WizardTable, EveryStateAndEvent) {
   for (uint32_t state = 0; state < 7; ++state) {
     for (int e = 0; e < 4; ++e) EXPECT_EQ(WizardActionFor(state, events[e]), table[state][e]) << state << "/" << e;
   }
-}
-
-TEST(WizardTexts, WelcomeTypedPathAndOpenCommand) {
-  SetCurrentLanguage(1);
-  const TextString title = LookupMessage("IDS_WELCOME_TITLE") + u" ";
-  const TextString product = LookupMessage("IDS_DEFPRODUCT"), vendor = LookupMessage("IDS_DEFPROVIDER");
-  ASSERT_FALSE(title.empty() || product.empty() || vendor.empty());
-  EXPECT_EQ(WelcomeText(u"Ledger", u"Acme"), title + u"Ledger (Acme).");
-  EXPECT_EQ(WelcomeText(u"", u"Acme"), title + product + u" (Acme).");
-  EXPECT_EQ(WelcomeText(u"", u""), title + product + u" (" + vendor + u").");
-  EXPECT_EQ(NormaliseTypedPath(u"tmp\\x"), TextString(u"tmp/x"));
-  EXPECT_EQ(NormaliseTypedPath(u"C:\\T\\a b\\"), TextString(u"C:/T/a b/"));
-  // No separator is inserted: the kit's name brings its own.
-  EXPECT_STREQ(DescriptionOpenCommand(u"/t/dir/", u"\\Docs\\a b.htm", "open").c_str(),
-               "open '/t/dir//Docs/a b.htm' 2>/dev/null");
 }
 
 TEST(WizardFinish, OpensTheDescriptionOnlyWhenCheckedAndPresent) {
@@ -103,6 +91,49 @@ TEST(WizardSuccess, WritesTheLauncherFilesTheFlagsChoose) {
               }),
               expected);
   }
+}
+
+TEST(EventLog, ExactLinesInUtf8OnOneLine) {
+  const std::string log = testsupport::CaptureStderr([] {
+    LogLanguage(u"ru", 1);
+    LogKit(u"/Apps/Kit/mivo.efd");
+    LogTemplate(u"/home/u/ქართ/");
+    LogMessage(0x1000001, u"Нет места");
+    LogMessage(1, u"line one\nline two\r");
+    LogPage("welcome");
+    LogResult(1223);
+    LogSaved(u"/k/\U0001F4E6/\xD800x");  // a pair, then a lone surrogate
+  });
+  EXPECT_EQ(log,
+            "kitsetup: language ru 1\n"
+            "kitsetup: kit /Apps/Kit/mivo.efd\n"
+            "kitsetup: template /home/u/ქართ/\n"
+            "kitsetup: message 0x1000001 Нет места\n"
+            "kitsetup: message 0x1 line one\\nline two\\r\n"
+            "kitsetup: page welcome\n"
+            "kitsetup: result 1223\n"
+            "kitsetup: saved /k/\xF0\x9F\x93\xA6/\xEF\xBF\xBDx\n");
+}
+
+TEST(EventLogThreadSafety, LinesOfTwoThreadsNeverMix) {
+  const std::u16string a(300, u'a'), b(300, u'б');
+  constexpr int kLines = 2000;
+  const std::string log = testsupport::CaptureStderr([&] {
+    std::thread first([&] { for (int i = 0; i < kLines; ++i) LogTemplate(a.c_str()); });
+    for (int i = 0; i < kLines; ++i) LogKit(b.c_str());
+    first.join();
+  });
+  std::string lineB = "kitsetup: kit ";
+  for (int i = 0; i < 300; ++i) lineB += "б";
+  const std::string lineA = "kitsetup: template " + std::string(300, 'a');
+  std::istringstream lines(log);
+  int count[2] = {0, 0};
+  for (std::string line; std::getline(lines, line);) {
+    ASSERT_TRUE(line == lineA || line == lineB) << "mixed line: " << line.substr(0, 80);
+    ++count[line == lineB];
+  }
+  EXPECT_EQ(count[0], kLines);
+  EXPECT_EQ(count[1], kLines);
 }
 
 }  // namespace

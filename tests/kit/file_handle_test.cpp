@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <thread>
+#include <cstdio>
 
 #include "core/error_codes.h"
 #include "support/test_support.h"
@@ -78,18 +78,10 @@ TEST(FileHandles, OpenReadWriteAndTruncateKeepTheirQuirks) {
   EXPECT_FALSE(fs::exists(dir.At("none")));
 
   // A pipe delivers in pieces; the read loop gathers all of them.
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  std::thread writer([&] {
-    for (int i = 0; i < 3; ++i) {
-      EXPECT_EQ(write(fds[1], "0123456789", 10), 10);
-      usleep(20000);
-    }
-    close(fds[1]);
-  });
-  EXPECT_EQ(ReadFileHandle(fds[0], buffer, 100, &got, nullptr), kOk);
-  writer.join();
-  close(fds[0]);
+  FILE* pieces = popen("for i in 1 2 3; do printf 0123456789; sleep 0.02; done", "r");
+  ASSERT_NE(pieces, nullptr);
+  EXPECT_EQ(ReadFileHandle(fileno(pieces), buffer, 100, &got, nullptr), kOk);
+  pclose(pieces);
   EXPECT_EQ(got, 30u);
 }
 
