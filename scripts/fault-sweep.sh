@@ -118,13 +118,18 @@ fi
 
 scratch=$(mktemp -d /tmp/kitsetup-sweep.XXXXXX)
 build=$scratch/build
+# The sweep reads its own copy of the list: the checkout may change meanwhile.
+cp "$faults" "$scratch/faults.txt"
+faults=$scratch/faults.txt
 applied=   # "ID PATH" of the fault in place, if any
 
 revert() {
   [ -n "$applied" ] || return 0
   local path=${applied#* }
-  # A plain copy, not -p: the new time makes the next build recompile it.
-  cp "$root/$path" "$scratch/src/$path"
+  # From the scratch copy's own original, never from the checkout, which may
+  # change while the sweep runs. A plain copy, not -p: the new time makes the
+  # next build recompile it.
+  cp "$scratch/original" "$scratch/src/$path"
   applied=
 }
 cleanup() {
@@ -195,6 +200,7 @@ for row in "${selected[@]}"; do
   what=$(fault_tool what "$id")
   t0=$(date +%s)
   failing=
+  [ ! -f "$scratch/src/$path" ] || cp "$scratch/src/$path" "$scratch/original"
   if ! fault_tool apply "$id" "$scratch/src"; then
     result=stale
   else
