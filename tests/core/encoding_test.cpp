@@ -52,17 +52,27 @@ TEST(Encoding, RoundTripsCountsAndInvalidInput) {
   EXPECT_EQ(LocaleBytesLoss(Text(u"dir/Шаблоны")), 4u);
 }
 
-TEST(Encoding, ConversionsOnTwoThreadsAgree) {
+// Copies of one heap string taken, detached, converted and dropped on two
+// threads: the count moves on both, and the conversions share no state.
+TEST(Encoding, ConversionsAndSharedCopiesOnTwoThreads) {
   testsupport::ScopedEnv lc_all("LC_ALL", "C.UTF-8");
   const std::u16string text = u"/home/пользователь/.mivo/ვიეტ/Việt";
-  auto work = [&text] {
-    for (int i = 0; i < 2000; ++i) {
-      if (U16(FromLocaleBytes(ToLocaleBytes(Text(text)))) != text) std::abort();
+  const TextString shared = Text(text);
+  auto work = [&](int id) {
+    for (int i = 0; i < 20000; ++i) {
+      TextString a = shared;
+      TextString b;
+      b = a;
+      if (i % 64 == id) b.push_back(u'!');
+      if (i % 10 == id && U16(FromLocaleBytes(ToLocaleBytes(a))) != text) std::abort();
+      if (b.length() < text.size()) std::abort();
     }
   };
-  std::thread other(work);
-  work();
+  std::thread other(work, 1);
+  work(0);
   other.join();
+  EXPECT_EQ(shared.use_count(), 1u);
+  EXPECT_EQ(U16(shared), text);
 }
 
 }  // namespace

@@ -1,15 +1,22 @@
-// File-system operations on real directories. Every operation runs with fast
-// paths on and with the shell commands alone, and must leave the same files
-// and return the same codes both times.
+// Paths and commands on real files and real shells: the directories taken
+// from the environment, paths and words that must reach the shell literally,
+// and the file-system operations, each run with fast paths on and with the
+// shell commands alone, which must leave the same files and codes both times.
 #include "core/file_system.h"
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <string>
 
+#include "core/encoding.h"
 #include "core/error_codes.h"
+#include "core/home.h"
+#include "core/shell.h"
 #include "install/install_fixture.h"
 #include "support/test_support.h"
 
@@ -40,6 +47,29 @@ TEST(TempDirectory, UsesTmpdirOnlyWhenItNamesADirectory) {
   }
 }
 
+TEST(HomeDirectory, FollowsHomeAsItStandsAndIsEmptyWithoutOne) {
+  const std::string got = testsupport::RunInChild([] {
+    setenv("LC_ALL", "C.UTF-8", 1);
+    std::string seen;
+    auto look = [&seen] { seen += Utf8(ExpandHome()) + " " + Utf8(platform_home()) + "\n"; };
+    for (const char* home : {u8"/home/Пользователь", "/Users/b/", ""}) {
+      setenv("HOME", home, 1);
+      look();
+    }
+    // No HOME and no passwd entry: only root can move to a user id without one.
+    unsetenv("HOME");
+    const bool without_entry = getpwuid(getuid()) == nullptr ||
+                               (getuid() == 0 && setuid(54321) == 0 && getpwuid(getuid()) == nullptr);
+    if (!without_entry) return seen + "skip";
+    look();
+    return seen;
+  });
+  // The doubled separator stays.
+  const std::string want = u8"/home/Пользователь /home/Пользователь/.mivo/\n/Users/b/ /Users/b//.mivo/\n /.mivo/\n";
+  if (got == want + "skip") GTEST_SKIP() << "needs root or a user without a passwd entry";
+  EXPECT_EQ(got, want + " /.mivo/\n");
+}
+
 TEST(ReadCommandLine, KeepsTheFirstLineWithoutItsLastByte) {
   EXPECT_EQ(Utf8(ReadCommandLine(Text("printf abc"))), "ab");
   EXPECT_EQ(Utf8(ReadCommandLine(Text("printf 'one\\ntwo\\n'"))), "one");
@@ -51,15 +81,11 @@ TEST(ReadCommandLine, KeepsTheFirstLineWithoutItsLastByte) {
 
 TEST(FastPathSwitch, EnvironmentTurnsThemOffAtStart) {
   const char* value = getenv("KITSETUP_NO_FAST_PATHS");
-  if (value != nullptr && std::string(value) == "1") {
-    EXPECT_FALSE(FastPathsEnabled());
-    return;
-  }
-  EXPECT_TRUE(FastPathsEnabled());
-  const std::string self = testsupport::SelfExecutable();
-  if (self.empty()) GTEST_SKIP() << "this program's path is unknown";
-  const std::string again = "KITSETUP_NO_FAST_PATHS=1 '" + self +
-                            "' --gtest_filter=FastPathSwitch.* >/dev/null";
+  EXPECT_EQ(FastPathsEnabled(), value == nullptr || std::string(value) != "1");
+  std::error_code error;
+  const std::string self = fs::read_symlink("/proc/self/exe", error);
+  if (!FastPathsEnabled() || self.empty()) return;
+  const std::string again = "KITSETUP_NO_FAST_PATHS=1 '" + self + "' --gtest_filter=FastPathSwitch.* >/dev/null";
   EXPECT_EQ(system(again.c_str()), 0);
 }
 
@@ -124,8 +150,8 @@ std::string RunOperationsBelow(const std::string& root) {
 TEST(FileOpsOnShellNames, FastPathsAndCommandsActOnTheSameFiles) {
   ScratchDir bin;
   for (const std::string tool : {"mv", "mkdir", "touch", "rm"}) {
-    const std::string real = fs::exists("/usr/bin/" + tool) ? "/usr/bin/" + tool : "/bin/" + tool;
-    WriteFile(bin.At(tool), "#!/bin/sh\necho " + tool + " >>'" + bin.At("calls") + "'\nexec " + real + " \"$@\"\n");
+    WriteFile(bin.At(tool),
+              "#!/bin/sh\necho " + tool + " >>'" + bin.At("calls") + "'\nPATH=/usr/bin:/bin exec " + tool + " \"$@\"\n");
     chmod(bin.At(tool).c_str(), 0755);
   }
   const char* const names[] = {"dollar $HOME $1 x", "tick `echo q`", "quote \"q\"", "back\\slash \\$",
@@ -160,6 +186,48 @@ TEST(FileOpsOnShellNames, FastPathsAndCommandsActOnTheSameFiles) {
     EXPECT_EQ(trees[1], want);
     EXPECT_EQ(trees[0], trees[1]);
   }
+}
+
+TEST(ShellCommands, LocalePathsQuotingAndOutput) {
+  ScopedEnv locale("LC_ALL", "C.UTF-8");
+  ScratchDir scratch;
+  const std::string& dir = scratch.path();
+  const TextString base = Text(dir);
+
+  // A Cyrillic name reaches the file system as UTF-8; the ccs suffix of the
+  // mode does not stop fopen and the file still reads as raw bytes.
+  WriteFile(dir + u8"/Шаблоны.cfg", "\xFF\xFE" "A");
+  FILE* in = fopen_text(base + u"/Шаблоны.cfg", TextString(u"rt, ccs=UNICODE"));
+  ASSERT_NE(in, nullptr);
+  EXPECT_EQ(fgetc(in), 0xFF);
+  fclose(in);
+  EXPECT_EQ(fopen_text(base + u"/missing/x", TextString(u"r")), nullptr);
+  EXPECT_EQ(run_shell(TextString(u"touch \"") + base + u"/ვიეტ Việt\""), 0);
+  EXPECT_TRUE(fs::exists(dir + u8"/ვიეტ Việt"));
+
+  // A quoted path is one word that the shell takes literally; one that
+  // starts with "-" is no option.
+  for (const char* word : {"a \"b\" `c` $d \\e 'f' it's", "-n", "tab\there", ""}) {
+    const std::string printed = Utf8(
+        read_command_output(FromLocaleBytes(ByteString("printf '%s|' ") + ShellQuotedPath(ByteString(word)))));
+    EXPECT_EQ(printed, std::string(word[0] == '-' ? "./" : "") + word + "|") << word;
+  }
+}
+
+volatile sig_atomic_t g_interrupts = 0;
+void CountInterrupt(int) { g_interrupts = g_interrupts + 1; }
+
+// system() would ignore SIGINT in the caller while the command runs, and
+// this one would be lost.
+TEST(ShellCommands, AnInterruptDuringACommandReachesTheCallersHandler) {
+  struct sigaction action {}, old {};
+  action.sa_handler = CountInterrupt;
+  sigemptyset(&action.sa_mask);
+  ASSERT_EQ(sigaction(SIGINT, &action, &old), 0);
+  const int status = run_shell(ByteString("kill -INT $PPID; exit 3"));
+  sigaction(SIGINT, &old, nullptr);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
+  EXPECT_EQ(g_interrupts, 1);
 }
 
 }  // namespace

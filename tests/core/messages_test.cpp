@@ -53,8 +53,7 @@ TEST(Messages, EveryLanguageHasEveryKeyAndNothingFallsBack) {
   EXPECT_EQ(LanguageFromCode(ByteString("en\0", 3)), 0) << "the length counts";
   EXPECT_STREQ(LanguageCode(13), "");
 
-  SetCurrentLanguage(3);
-  EXPECT_EQ(U16(LookupMessage("IDS_WIZARD_BACK")), u"< Back");
+  // Under a language (the loop's last) unknown keys find nothing.
   for (const char* key : {"IDS_NOSUCHKEY", "", "ids_wizard_back", "IDS_WIZARD_BACK ", "IDS_WIZARD"})
     EXPECT_TRUE(LookupMessage(key).empty()) << '"' << key << '"';
   EXPECT_TRUE(LookupMessage(static_cast<const char*>(nullptr)).empty());

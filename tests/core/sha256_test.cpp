@@ -2,24 +2,14 @@
 // 64-byte block and its 56-byte padding boundary, fed in random pieces.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <random>
 #include <string>
 
 #include "core/sha256.h"
+#include "core/shell.h"
 #include "support/test_support.h"
 
 namespace {
-
-std::string SystemSha256(const std::string& path) {
-  std::string command = "sha256sum '" + path + "'";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return "";
-  char digest[65] = {0};
-  size_t n = fread(digest, 1, 64, pipe);
-  pclose(pipe);
-  return std::string(digest, n);
-}
 
 TEST(Sha256Test, MatchesSha256sumAcrossBlockBoundaries) {
   testsupport::ScratchDir dir;
@@ -29,7 +19,8 @@ TEST(Sha256Test, MatchesSha256sumAcrossBlockBoundaries) {
     for (char& c : bytes) c = static_cast<char>(random());
     const std::string path = dir.At("data" + std::to_string(size));
     testsupport::WriteFile(path, bytes);
-    const std::string expected = SystemSha256(path);
+    const std::string expected =
+        testsupport::Utf8(kitsetup::read_command_output(testsupport::Text("sha256sum '" + path + "'"))).substr(0, 64);
     ASSERT_EQ(expected.size(), 64u);
 
     kitsetup::Sha256 pieces;

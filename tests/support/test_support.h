@@ -1,15 +1,9 @@
-// tests/support/test_support.h: the pieces every test folder needs — a
-// scratch directory, a scoped environment variable, whole-file reads and
-// writes, text bridges, a forked child and captured standard error.
-//
-// The text bridges are a small UTF-8 codec of their own, independent of the
-// locale and of core/encoding, so a test never checks the conversions with
-// the conversions under test.
+// What every test folder needs. The text bridges are a UTF-8 codec of their
+// own, so that no test checks the conversions with the conversions under test.
 #ifndef KITSETUP_TESTS_SUPPORT_TEST_SUPPORT_H
 #define KITSETUP_TESTS_SUPPORT_TEST_SUPPORT_H
 
 #include <stdlib.h>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -24,37 +18,34 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/text_string.h"
 
-#ifdef __APPLE__
-#include <mach-o/dyld.h>
-#endif
-
 namespace testsupport {
 
-// A fresh directory under /tmp (not TMPDIR, which tests redirect), removed
-// with its contents at the end, read-only directories included.
-class ScratchDir {
+struct NoCopy {  // for what owns a directory, a variable or a process
+  NoCopy() = default;
+  NoCopy(const NoCopy&) = delete;
+  NoCopy& operator=(const NoCopy&) = delete;
+};
+
+// A fresh directory under /tmp (not TMPDIR, which tests redirect), removed with all it holds.
+class ScratchDir : NoCopy {
  public:
   ScratchDir() {
     char pattern[] = "/tmp/kitsetup-test-XXXXXX";
     if (mkdtemp(pattern) != nullptr) path_ = pattern;
   }
   ~ScratchDir() {
-    namespace fs = std::filesystem;
     std::error_code ignored;
-    if (path_.empty()) return;
-    for (auto it = fs::recursive_directory_iterator(path_, ignored);
-         it != fs::recursive_directory_iterator(); it.increment(ignored)) {
+    for (std::filesystem::recursive_directory_iterator it(path_, ignored), end; it != end; it.increment(ignored)) {
       if (it->is_directory(ignored) && !it->is_symlink(ignored)) chmod(it->path().c_str(), 0700);
     }
-    fs::remove_all(path_, ignored);
+    std::filesystem::remove_all(path_, ignored);
   }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
 
   const std::string& path() const { return path_; }
   std::string At(const std::string& relative) const { return path_ + "/" + relative; }
@@ -63,23 +54,18 @@ class ScratchDir {
   std::string path_;
 };
 
-// Sets (value) or unsets (nullptr) one environment variable for the life of
-// the object; the earlier state comes back afterwards.
-class ScopedEnv {
+// Sets (value) or unsets (nullptr) a variable until the object goes.
+class ScopedEnv : NoCopy {
  public:
   ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
+    if (const char* old = getenv(name)) old_ = old;
     value != nullptr ? setenv(name, value, 1) : unsetenv(name);
   }
-  ~ScopedEnv() { had_ ? setenv(name_.c_str(), old_.c_str(), 1) : unsetenv(name_.c_str()); }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
+  ~ScopedEnv() { old_ ? setenv(name_.c_str(), old_->c_str(), 1) : unsetenv(name_.c_str()); }
 
  private:
-  std::string name_, old_;
-  bool had_ = false;
+  std::string name_;
+  std::optional<std::string> old_;
 };
 
 inline void MakeDirs(const std::string& path) {
@@ -89,8 +75,7 @@ inline void MakeDirs(const std::string& path) {
 
 // Writes bytes to path, making its parent directories first.
 inline void WriteFile(const std::string& path, const std::string& bytes) {
-  const size_t slash = path.rfind('/');
-  if (slash != std::string::npos && slash > 0) MakeDirs(path.substr(0, slash));
+  MakeDirs(std::filesystem::path(path).parent_path());
   std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), std::streamsize(bytes.size()));
 }
 
@@ -103,20 +88,15 @@ inline void WriteFile(const std::string& path, const std::string& bytes, time_t 
 
 // The whole file; empty when it cannot be read.
 inline std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return std::string(std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {});
 }
 
 // The names in a directory, "." and ".." left out, sorted.
 inline std::vector<std::string> ListNames(const std::string& dir) {
   std::vector<std::string> names;
-  if (DIR* d = opendir(dir.c_str())) {
-    while (const dirent* e = readdir(d)) {
-      const std::string name = e->d_name;
-      if (name != "." && name != "..") names.push_back(name);
-    }
-    closedir(d);
-  }
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(dir, ignored))
+    names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -130,33 +110,18 @@ inline std::u16string U16(const std::string& utf8) {
     char32_t c = extra == 0 ? lead : extra == 1 ? lead & 0x1F : extra == 2 ? lead & 0x0F : lead & 0x07;
     bool ok = extra >= 0 && i + extra < utf8.size();
     for (int k = 1; ok && k <= extra; ++k) {
-      const unsigned char next = utf8[i + k];
-      ok = (next & 0xC0) == 0x80;
-      c = (c << 6) | (next & 0x3F);
+      ok = (utf8[i + k] & 0xC0) == 0x80;
+      c = (c << 6) | (utf8[i + k] & 0x3F);
     }
-    if (!ok) {
-      out.push_back(0xFFFD);
-      ++i;
-      continue;
-    }
-    i += 1 + extra;
-    if (c >= 0x10000) {
-      out.push_back(char16_t(0xD800 + ((c - 0x10000) >> 10)));
-      out.push_back(char16_t(0xDC00 + ((c - 0x10000) & 0x3FF)));
-    } else {
-      out.push_back(char16_t(c));
-    }
+    if (!ok) c = 0xFFFD;
+    i += ok ? 1 + extra : 1;
+    if (c >= 0x10000) out.push_back(char16_t(0xD800 + ((c - 0x10000) >> 10)));
+    out.push_back(char16_t(c >= 0x10000 ? 0xDC00 + ((c - 0x10000) & 0x3FF) : c));
   }
   return out;
 }
 
 inline std::u16string U16(const kitsetup::TextString& text) { return std::u16string(text.c_str(), text.length()); }
-
-inline std::vector<std::u16string> U16s(const std::vector<kitsetup::TextString>& list) {
-  std::vector<std::u16string> out;
-  for (const auto& s : list) out.push_back(U16(s));
-  return out;
-}
 
 inline kitsetup::TextString Text(const std::u16string& units) { return kitsetup::TextString(units.data(), units.size()); }
 inline kitsetup::TextString Text(const char16_t* units) { return Text(std::u16string(units)); }
@@ -166,47 +131,26 @@ inline kitsetup::TextString Text(const char* utf8) { return Text(std::string(utf
 // UTF-16 to UTF-8; a lone surrogate becomes U+FFFD.
 inline std::string Utf8(const kitsetup::TextString& text) {
   std::string out;
-  const size_t n = text.length();
-  for (size_t i = 0; i < n; ++i) {
+  for (size_t i = 0; i < text.length(); ++i) {
     char32_t c = text[i];
-    if (c >= 0xD800 && c < 0xDC00 && i + 1 < n && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
-    } else if (c >= 0xD800 && c < 0xE000) {
-      c = 0xFFFD;
-    }
-    if (c < 0x80) {
-      out.push_back(char(c));
-    } else if (c < 0x800) {
-      out += {char(0xC0 | (c >> 6)), char(0x80 | (c & 0x3F))};
-    } else if (c < 0x10000) {
-      out += {char(0xE0 | (c >> 12)), char(0x80 | ((c >> 6) & 0x3F)), char(0x80 | (c & 0x3F))};
-    } else {
-      out += {char(0xF0 | (c >> 18)), char(0x80 | ((c >> 12) & 0x3F)), char(0x80 | ((c >> 6) & 0x3F)),
-              char(0x80 | (c & 0x3F))};
-    }
+    const bool pair = c >= 0xD800 && c < 0xDC00 && i + 1 < text.length() && (text[i + 1] & 0xFC00) == 0xDC00;
+    if (pair) c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
+    if (!pair && c >= 0xD800 && c < 0xE000) c = 0xFFFD;
+    static const unsigned char kLead[] = {0, 0xC0, 0xE0, 0xF0};
+    const int extra = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
+    out.push_back(char(kLead[extra] | (c >> (6 * extra))));
+    for (int k = extra - 1; k >= 0; --k) out.push_back(char(0x80 | ((c >> (6 * k)) & 0x3F)));
   }
   return out;
 }
 
-// Runs body in a forked child and returns its exit status; -1 when the
-// child could not start or did not exit normally. Whatever the child changes
-// (environment, working directory, locale, user id) dies with it.
-inline int ExitStatusInChild(const std::function<int()>& body) {
-  const pid_t pid = fork();
-  if (pid == 0) _exit(body());
-  int status = 0;
-  if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
-}
-
-// Runs body in a forked child and returns the text it returned, with
-// "<child failed>" appended when the child did not end cleanly.
+// The text body returns in a forked child (whose changes to the environment, working
+// directory or user id die with it), "<child failed>" appended unless it ends cleanly.
 inline std::string RunInChild(const std::function<std::string()>& body) {
   int fds[2];
   if (pipe(fds) != 0) return "pipe failed";
   const pid_t pid = fork();
   if (pid == 0) {
-    close(fds[0]);
     const std::string out = body();
     _exit(write(fds[1], out.data(), out.size()) == static_cast<ssize_t>(out.size()) ? 0 : 1);
   }
@@ -222,21 +166,18 @@ inline std::string RunInChild(const std::function<std::string()>& body) {
 
 // Another process holding an exclusive flock on a directory (or a file)
 // until the object goes, as a second installer would.
-class LockHolder {
+class LockHolder : NoCopy {
  public:
   explicit LockHolder(const std::string& directory) {
     int ready[2], release[2];
     if (pipe(ready) != 0 || pipe(release) != 0) return;
     pid_ = fork();
     if (pid_ == 0) {
-      close(ready[0]);
       close(release[1]);
       const int fd = open(directory.c_str(), O_RDONLY);
       const char held = fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0 ? 1 : 0;
       if (write(ready[1], &held, 1) != 1) _exit(1);
-      char ignored;
-      while (read(release[0], &ignored, 1) > 0) {
-      }
+      for (char ignored; read(release[0], &ignored, 1) > 0;) continue;
       _exit(0);
     }
     close(ready[1]);
@@ -250,8 +191,6 @@ class LockHolder {
     if (release_ >= 0) close(release_);
     if (pid_ > 0) waitpid(pid_, nullptr, 0);
   }
-  LockHolder(const LockHolder&) = delete;
-  LockHolder& operator=(const LockHolder&) = delete;
 
   bool held() const { return held_; }
 
@@ -261,19 +200,15 @@ class LockHolder {
   bool held_ = false;
 };
 
-// Parses `json_text` with python3's json module (as `d`, with json, hashlib
-// and os imported), evaluates `expression` and returns what it prints, less
-// the final line feeds. Python's own error, when it has one, is returned
-// instead. `scratch` is a directory for the two files this needs.
+// What python3 prints for `expression` with `json_text` parsed as `d` (json, hashlib and os
+// imported), less the final line feeds, or Python's error; `scratch` holds its two files.
 inline std::string PythonOnJson(const std::string& json_text, const std::string& expression,
                                 const std::string& scratch) {
   WriteFile(scratch + "/doc.json", json_text);
-  WriteFile(scratch + "/expr.py", "import hashlib, json, os, sys\n"
-                                  "d = json.load(open(sys.argv[1]))\n"
-                                  "print(" + expression + ")\n");
-  const std::string command = "python3 '" + scratch + "/expr.py' '" + scratch + "/doc.json' 2>&1";
+  WriteFile(scratch + "/expr.py",
+            "import hashlib, json, os, sys\nd = json.load(open(sys.argv[1]))\nprint(" + expression + ")\n");
   std::string out;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
+  if (FILE* pipe = popen(("python3 '" + scratch + "/expr.py' '" + scratch + "/doc.json' 2>&1").c_str(), "r")) {
     char chunk[4096];
     while (size_t n = fread(chunk, 1, sizeof chunk, pipe)) out.append(chunk, n);
     pclose(pipe);
@@ -282,8 +217,7 @@ inline std::string PythonOnJson(const std::string& json_text, const std::string&
   return out;
 }
 
-// Everything written to standard error (by this process or its children)
-// while body runs.
+// Everything written to standard error (by this process or its children) in body.
 inline std::string CaptureStderr(const std::function<void()>& body) {
   std::fflush(stderr);
   char name[] = "/tmp/kitsetup-stderr-XXXXXX";
@@ -300,8 +234,7 @@ inline std::string CaptureStderr(const std::function<void()>& body) {
 }
 
 
-// A file's modification time in nanoseconds (the field is st_mtimespec on
-// macOS, st_mtim on Linux).
+// A file's modification time in nanoseconds (st_mtimespec on macOS).
 inline int64_t MtimeNs(const struct stat& info) {
 #ifdef __APPLE__
   const struct timespec& t = info.st_mtimespec;
@@ -309,18 +242,6 @@ inline int64_t MtimeNs(const struct stat& info) {
   const struct timespec& t = info.st_mtim;
 #endif
   return int64_t(t.tv_sec) * 1000000000 + t.tv_nsec;
-}
-
-// This test program's own path, to start it again; "" when unknown.
-inline std::string SelfExecutable() {
-  char path[4096];
-#ifdef __APPLE__
-  uint32_t size = sizeof path;
-  return _NSGetExecutablePath(path, &size) == 0 ? std::string(path) : std::string();
-#else
-  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-  return n > 0 ? std::string(path, size_t(n)) : std::string();
-#endif
 }
 
 }  // namespace testsupport
