@@ -1,7 +1,6 @@
-// tests/install/install_fixture.h: real directories for install tests. Each
-// test gets its own scratch folder holding a temporary directory (TMPDIR), a
-// source tree, the kit packed from it by `kittool pack`, and a template
-// directory; tree snapshots compare paths, kinds, bytes and times.
+// tests/install/install_fixture.h: per test, a scratch folder holding a
+// temporary directory (TMPDIR), a source tree, the kit `kittool pack` makes
+// of it, and a template directory; snapshots compare whole trees.
 #ifndef KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 #define KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 
@@ -10,7 +9,6 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -110,8 +108,7 @@ class InstallFixture : public ::testing::Test {
   // One run of the job on this thread into templ_ (or `directory`), every
   // post recorded.
   uint32_t Install(InstallJob* job_out = nullptr, const TextString* directory = nullptr) {
-    InitChannel(&channel_);
-    StartRequest(&channel_, &kit_, directory ? *directory : Text(templ_));
+    Request(directory ? *directory : Text(templ_));
     posts_.clear();
     SetProgressObserver(&channel_, &Record, this);
     InstallJob job;
@@ -121,13 +118,15 @@ class InstallFixture : public ::testing::Test {
     return code;
   }
 
+  void Request(const TextString& directory) {
+    InitChannel(&channel_);
+    StartRequest(&channel_, &kit_, directory);
+  }
+
   static void Record(void* self, uint32_t code, const TextString& text, int32_t percent) {
     auto* f = static_cast<InstallFixture*>(self);
     f->posts_.push_back(PostLine(code, Utf8(text), percent));
     if (f->on_post_) f->on_post_(Utf8(text));
-    // A cancel asked as cancel_target_ is posted; inside the observer the
-    // lock is held, so the flag is set directly.
-    if (code == 0 && !f->cancel_target_.empty() && Utf8(text) == f->cancel_target_) f->channel_.cancel = 1;
   }
 
   // A post as this fixture records it: "code text percent".
@@ -162,8 +161,8 @@ class InstallFixture : public ::testing::Test {
   DistributionKit kit_;
   ProgressChannel channel_;
   std::vector<std::string> posts_;
-  std::string cancel_target_;
-  std::function<void(const std::string&)> on_post_;  // called with every posted text
+  // Called with every posted text, the channel's lock held.
+  std::function<void(const std::string&)> on_post_;
 };
 
 // A small tmpfs mounted at `dir` for the life of the object (tests run as
@@ -178,13 +177,7 @@ class SmallVolume {
     if (mounted_) RunShell("umount '" + dir_ + "'");
   }
   bool mounted() const { return mounted_; }
-  void Fill() const {  // a file that takes every free byte left
-    FILE* out = std::fopen((dir_ + "/filler").c_str(), "wb");
-    std::string block(4096, 'x');
-    while (out && std::fwrite(block.data(), 1, block.size(), out) == block.size() && std::fflush(out) == 0) {
-    }
-    if (out) std::fclose(out);
-  }
+  void Fill() const { RunShell("cat /dev/zero >'" + dir_ + "/filler' 2>/dev/null"); }  // every free byte
 
  private:
   std::string dir_;

@@ -1,7 +1,5 @@
 // The install job on real kits and real directories, with the fast paths on
-// and off: what an upgrade and an empty kit leave behind and post, and a
-// second installer's lock.
-#include "core/error_codes.h"
+// and off: what an upgrade and an empty kit leave behind and post.
 #include "install/install_fixture.h"
 #include "install/template_lock.h"
 
@@ -67,48 +65,13 @@ TEST_P(InstallJobTest, EmptyKitPostsOnlyTheFinish) {
   ASSERT_EQ(0u, Install());
   ExpectPostsInOrder();
   ExpectTempHoldsOnlyStaging();
+  EXPECT_FALSE(TemplateDirectoryInUse(Text(templ_))) << "the job's lock goes with the job";
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, InstallJobTest, ::testing::Values(true, false),
                          [](const ::testing::TestParamInfo<bool>& info) {
                            return info.param ? "FastPaths" : "ShellCommands";
                          });
-
-// A second installer's lock, held by another process, on the template
-// directory or on the level in which a run is making it: the job refuses
-// with 32 before it looks at anything, and changes nothing.
-TEST_F(InstallFixture, ARunRefusesWhileAnotherProcessHoldsTheDirectory) {
-  Source("a.txt", "new", kT0 + 1);
-  Source("sub/b.txt", "b", kT0 + 1);
-  PackAndLoad();
-  const struct {
-    const char* name;
-    bool template_exists;
-    std::string held;
-  } kCases[] = {
-      {"the template directory itself", true, templ_},
-      {"the level in which the directory is being made", false, root_},
-      {"the level above, held by the run that made the directory", true, root_},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
-    RunShell("rm -rf '" + templ_ + "'");
-    if (c.template_exists) WriteFile(templ_ + "/a.txt", "old", kT0);
-    const Snapshot before = TakeSnapshot(root_);
-    {
-      testsupport::LockHolder other(c.held);
-      ASSERT_TRUE(other.held());
-      EXPECT_TRUE(TemplateDirectoryInUse(Text(templ_)));
-      EXPECT_EQ(kErrSharingViolation, Install());
-      EXPECT_EQ(std::vector<std::string>{ErrorPost(32)}, posts_);
-      EXPECT_EQ(before, TakeSnapshot(root_));
-    }
-    EXPECT_EQ(0u, Install());
-    EXPECT_EQ("new", ReadFile(templ_ + "/a.txt"));
-    // The job's lock went with the job.
-    EXPECT_FALSE(TemplateDirectoryInUse(Text(templ_)));
-  }
-}
 
 }  // namespace
 }  // namespace kitsetup::testing

@@ -22,6 +22,8 @@ struct PlanRow {
   std::vector<std::string> sources;  // the kit's files, each holding its own name
   std::string in_the_way;            // a file of the user's below the template directory
   bool small_volume = false;         // the template directory lies on a 2 MiB volume
+  // Instead of the template directory: root_ and these units, or "" alone.
+  const char16_t* directory = nullptr;
 };
 
 class InstallPlanTest : public InstallFixture, public ::testing::WithParamInterface<PlanRow> {};
@@ -37,6 +39,10 @@ const PlanRow kRows[] = {
     // The same names where nothing folds are two files.
     {"CaseAndNormalisationWhereNothingFolds", 0, nullptr, {"Dir/Readme.txt", "dir/README.TXT", kNfc, kNfd}, ""},
     {"TooLittleFreeSpace", 1013, nullptr, {"small.txt", "wide.bin"}, "", true},
+    // A directory the locale cannot carry, never shortened into another path
+    // (the working directory among them).
+    {"UnconvertibleTemplateDirectory", 13, nullptr, {"a.txt"}, "", false, u"/x\xD800y"},
+    {"EmptyTemplateDirectory", 87, nullptr, {"a.txt"}, "", false, u""},
 };
 
 TEST_P(InstallPlanTest, RefusedPlanChangesNothing) {
@@ -54,10 +60,12 @@ TEST_P(InstallPlanTest, RefusedPlanChangesNothing) {
     Source(rel, rel == "wide.bin" ? std::string(3 << 20, 'w') : rel, kT0 + 100);
   PackAndLoad();
   SetVolumeFoldingHook(row.folding);
-  const Snapshot before = TakeSnapshot(outer);
+  const Snapshot before = TakeSnapshot(root_);
+  const TextString directory =
+      !row.directory ? Text(templ_) : Text(*row.directory ? testsupport::U16(root_) + row.directory : u"");
 
   InstallJob job;
-  const uint32_t code = Install(&job);
+  const uint32_t code = Install(&job, &directory);
   SetVolumeFoldingHook(nullptr);
 
   EXPECT_EQ(row.code, code) << DescribePlan(job.plan);
@@ -69,28 +77,11 @@ TEST_P(InstallPlanTest, RefusedPlanChangesNothing) {
   }
   EXPECT_FALSE(job.plan.reason.empty());
   EXPECT_EQ(std::vector<std::string>{ErrorPost(row.code)}, posts_);
-  EXPECT_EQ(before, TakeSnapshot(outer));
+  EXPECT_EQ(before, TakeSnapshot(root_));
 }
 
 INSTANTIATE_TEST_SUITE_P(Refusals, InstallPlanTest, ::testing::ValuesIn(kRows),
                          [](const ::testing::TestParamInfo<PlanRow>& info) { return info.param.name; });
-
-// A template directory that the locale cannot carry is refused, never
-// shortened into another path (the working directory among them).
-using InstallPlanEdge = InstallFixture;
-TEST_F(InstallPlanEdge, UnconvertibleTemplateDirectoryIsRefused) {
-  Source("a.txt", "a", kT0);
-  PackAndLoad();
-  const std::u16string lone_surrogate = u"/x\xD800y";
-  for (const std::u16string& dir : {testsupport::U16(root_) + lone_surrogate, std::u16string()}) {
-    InstallJob job;
-    const TextString directory = Text(dir);
-    EXPECT_NE(0u, Install(&job, &directory));
-    EXPECT_EQ(dir.empty() ? 87u : 13u, job.plan.refusal);
-  }
-  EXPECT_EQ((std::vector<std::string>{"kit.efd", "src", "tmp"}), ListNames(root_));
-  ExpectTempHoldsOnlyStaging();
-}
 
 }  // namespace
 }  // namespace kitsetup::testing

@@ -15,10 +15,7 @@ namespace kitsetup {
 namespace {
 
 using testsupport::U16;
-using testsupport::Utf8;
-std::u16string EntryText(uint32_t i) {
-  return U16("entry " + std::to_string(i) + " of a fairly long path name");
-}
+std::u16string EntryText(uint32_t i) { return U16("entry " + std::to_string(i) + " of a fairly long path name"); }
 
 // A new request ends the directory in one separator and clears the last
 // run's progress and cancel (a retry after a failed or cancelled run starts

@@ -67,12 +67,14 @@ TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
   const size_t n = kit_.entries.size(), k = c.k;
   ASSERT_LT(k, n);
   const Snapshot before = TakeSnapshot(outer), temp_before = TakeSnapshot(temp_);
-  if (c.fault.cancel) cancel_target_ = Target(k);
   g_failing_target = Target(k);
   g_op = c.fault.op;
   g_times = 0;
   if (c.fault.seam) SetFileFaultHook(&FailOperation);
-  on_post_ = [&](const std::string& text) { g_times += text == g_failing_target; };
+  on_post_ = [&](const std::string& text) {
+    g_times += text == g_failing_target;
+    if (c.fault.cancel && text == g_failing_target) channel_.cancel = 1;  // the lock is held: set directly
+  };
   if (!c.fault.cancel && !c.fault.seam) SetOpenFaultHook(&OpenFault);
 
   const uint32_t code = Install();

@@ -50,8 +50,7 @@ TEST_P(WorkerTest, RunsOnceAndNeverLeavesARunHalfDone) {
   g_finish_posts = 0;
   g_channel = &channel_;
   SetOpenFaultHook(&FailOrHold);
-  InitChannel(&channel_);
-  StartRequest(&channel_, &kit_, Text(templ_));
+  Request(Text(templ_));
   SetProgressObserver(&channel_, &CountFinishes, nullptr);
   WorkerThread worker;
   worker.finishPauseMs = 0;
