@@ -147,19 +147,6 @@ uint32_t InflateInto(const TextString& kit_path, FileHandle output, std::string&
   return result;
 }
 
-uint32_t Inflate(const TextString& kit_path, const TextString& staging_path, std::string& why,
-                 bool& in_staging) {
-  FileHandle output = kNoHandle;
-  if (uint32_t code = OpenFileHandle(staging_path, kAccessWrite, 0, kDispositionCreate, &output)) {
-    why = "the staging file cannot be opened for writing";
-    in_staging = true;
-    return code;
-  }
-  uint32_t result = InflateInto(kit_path, output, why);
-  CloseFileHandle(output);
-  return result;
-}
-
 // The staging file is opened once, locked (so recovery knows it is in use),
 // its name removed at once when it is to have none, the kit inflated into it
 // and read back through the same descriptor.
@@ -189,9 +176,12 @@ DistributionKit::~DistributionKit() { delete[] copyBuffer; }
 void SetInflateStopFlag(const volatile std::sig_atomic_t* flag) { g_stop_flag = flag; }
 
 uint32_t InflateKitToFile(const TextString& kit_path, const TextString& staging_path) {
+  FileHandle output = kNoHandle;
+  if (uint32_t code = OpenFileHandle(staging_path, kAccessWrite, 0, kDispositionCreate, &output)) return code;
   std::string why;
-  bool in_staging = false;
-  return Inflate(kit_path, staging_path, why, in_staging);
+  const uint32_t result = InflateInto(kit_path, output, why);
+  CloseFileHandle(output);
+  return result;
 }
 
 uint32_t LoadKit(DistributionKit& kit, const TextString& kit_path, KitProblem* problem) {

@@ -53,7 +53,7 @@ void Walk(const std::string& root, const std::string& rel, Tree& out) {
       Walk(root, path, out);
     } else {
       node.bytes = testsupport::ReadFile(root + path);
-      node.mtime_ns = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+      node.mtime_ns = testsupport::MtimeNs(info);
     }
     out[path] = node;
   }
