@@ -40,9 +40,8 @@ TEST(CommandLineScan, SwitchesWordsAndTheirOrder) {
   EXPECT_EQ(Scan({"Setup", "-S", "usecwd"}), "01 0 en");
 }
 
-// ReadStartup in a child with LANG as given (null: unset) and LC_ALL and
-// LC_CTYPE unset unless `lc` names one: "LANG=<value or (unset)> <id> <code>".
-// ru_RU.UTF-8 and C.UTF-8 exist here (scripts/install-deps.sh); xx_XX does not.
+// ReadStartup in a child with LANG as given (null: unset), LC_ALL and LC_CTYPE
+// only as `lc` says. ru_RU.UTF-8 and C.UTF-8 exist here; xx_XX does not.
 std::string Start(const char* lang, std::vector<const char*> args, const char* locale,
                   const char* lc = nullptr) {
   return RunInChild([&] {
@@ -58,10 +57,8 @@ std::string Start(const char* lang, std::vector<const char*> args, const char* l
   });
 }
 
-// The switch, then the locale, then English; LANG never decides the
-// language, and a value it has is kept. With no locale variable at all, LANG
-// names a UTF-8 locale that exists, whichever way the language was chosen,
-// so that every text converts.
+// The switch, then the locale, then English; LANG is kept, and with no locale
+// variable at all it is set to a UTF-8 locale that exists.
 TEST(LanguageChoice, SwitchThenLocaleThenEnglishAndAUtf8Locale) {
   EXPECT_EQ(Start("C", {"Setup"}, "fr_FR"), "LANG=C 3 en");
   EXPECT_EQ(Start("ru_RU.UTF-8", {"Setup"}, "de_AT"), "LANG=ru_RU.UTF-8 7 de");

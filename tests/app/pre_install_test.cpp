@@ -84,9 +84,6 @@ class PreInstall : public ::testing::Test {
     MakeDirs(dir_.At("tmp"));
     SetCurrentLanguage(3);
   }
-  void TearDown() override {
-    if (mounted_) std::system(("umount '" + dir_.At("mnt'")).c_str());
-  }
 
   // "<result>|<messages shown>|<event log>"; each message as "<type>:<text>".
   std::string Prepare(InstallerState& state, const char* exe = "/Kits/Setup.app/Contents/MacOS/Setup") {
@@ -110,7 +107,6 @@ class PreInstall : public ::testing::Test {
   std::string home_ = dir_.At("home"), kit_ = dir_.At("Kits/mivo.efd");
   std::string defaultTemplates_ = home_ + "/.mivo/Vesk/miv8/tmplts/";
   ScopedEnv home_env_{"HOME", home_.c_str()}, tmpdir_env_{"TMPDIR", dir_.At("tmp/").c_str()};
-  bool mounted_ = false;
 };
 
 TEST_F(PreInstall, EachFailureIsShownOnceAndStopsTheChecks) {
@@ -164,9 +160,8 @@ TEST_F(PreInstall, GoodKitWithConfiguredTemplatesHereOrInTheWorkingDirectory) {
 }
 
 TEST_F(PreInstall, SpaceCheckOnASmallFileSystemAndItsWrapAround) {
-  mkdir((dir_.At("mnt")).c_str(), 0755);
-  mounted_ = std::system(("mount -t tmpfs -o size=256m tmpfs '" + dir_.At("mnt' 2>/dev/null")).c_str()) == 0;
-  if (!mounted_) GTEST_SKIP() << "cannot mount a small file system here";
+  SmallVolume volume(dir_.At("mnt"), "256m");
+  if (!volume.mounted()) GTEST_SKIP() << "cannot mount a small file system here";
   setenv("TMPDIR", (dir_.At("mnt/")).c_str(), 1);
   WriteFile(kit_, "");
   // 1,400,000,000 bytes (sparse) need 4,200,000,000: refused before loading.

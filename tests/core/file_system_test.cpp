@@ -1,7 +1,5 @@
-// Paths and commands on real files and real shells: the directories taken
-// from the environment, paths and words that must reach the shell literally,
-// and the file-system operations, each run with fast paths on and with the
-// shell commands alone, which must leave the same files and codes both times.
+// Paths and commands on real files and real shells; the file operations run
+// with fast paths and with the shell commands alone must act alike.
 #include "core/file_system.h"
 
 #include <gtest/gtest.h>
@@ -79,19 +77,8 @@ TEST(ReadCommandLine, KeepsTheFirstLineWithoutItsLastByte) {
   EXPECT_EQ(ReadCommandLine(Text("printf '%0300d' 0")).length(), 253u);
 }
 
-TEST(FastPathSwitch, EnvironmentTurnsThemOffAtStart) {
-  const char* value = getenv("KITSETUP_NO_FAST_PATHS");
-  EXPECT_EQ(FastPathsEnabled(), value == nullptr || std::string(value) != "1");
-  std::error_code error;
-  const std::string self = fs::read_symlink("/proc/self/exe", error);
-  if (!FastPathsEnabled() || self.empty()) return;
-  const std::string again = "KITSETUP_NO_FAST_PATHS=1 '" + self + "' --gtest_filter=FastPathSwitch.* >/dev/null";
-  EXPECT_EQ(system(again.c_str()), 0);
-}
-
-// Every operation below `root`, a folder name relative to the working
-// directory, in the cases where mv, mkdir -p, touch and rm have something to
-// say; the codes in order, and what a code cannot show.
+// Every operation below `root` (relative), in the cases where mv, mkdir -p,
+// touch and rm have something to say: the codes, and what they cannot show.
 std::string RunOperationsBelow(const std::string& root) {
   const TextString r = Text(root);
   std::string codes;
@@ -142,11 +129,9 @@ std::string RunOperationsBelow(const std::string& root) {
   return codes;
 }
 
-// Folder names (the user's template directory, TMPDIR or home) that the shell
-// would expand, split or read as an option if they reached it unquoted: the
-// fast paths and the commands must act on the same files. The tools are
-// wrapped to log their calls: the fast paths leave them only the cases they
-// cannot decide.
+// Folder names the shell would expand, split or read as an option if they
+// reached it unquoted. The wrapped tools log their calls: the fast paths
+// leave them only the cases they cannot decide.
 TEST(FileOpsOnShellNames, FastPathsAndCommandsActOnTheSameFiles) {
   ScratchDir bin;
   for (const std::string tool : {"mv", "mkdir", "touch", "rm"}) {
@@ -188,14 +173,13 @@ TEST(FileOpsOnShellNames, FastPathsAndCommandsActOnTheSameFiles) {
   }
 }
 
-TEST(ShellCommands, LocalePathsQuotingAndOutput) {
+TEST(ShellCommands, LocalePathsReachTheFileSystemAsUtf8) {
   ScopedEnv locale("LC_ALL", "C.UTF-8");
   ScratchDir scratch;
   const std::string& dir = scratch.path();
   const TextString base = Text(dir);
 
-  // A Cyrillic name reaches the file system as UTF-8; the ccs suffix of the
-  // mode does not stop fopen and the file still reads as raw bytes.
+  // The ccs suffix does not stop fopen; the file reads as raw bytes.
   WriteFile(dir + u8"/Шаблоны.cfg", "\xFF\xFE" "A");
   FILE* in = fopen_text(base + u"/Шаблоны.cfg", TextString(u"rt, ccs=UNICODE"));
   ASSERT_NE(in, nullptr);
@@ -204,14 +188,6 @@ TEST(ShellCommands, LocalePathsQuotingAndOutput) {
   EXPECT_EQ(fopen_text(base + u"/missing/x", TextString(u"r")), nullptr);
   EXPECT_EQ(run_shell(TextString(u"touch \"") + base + u"/ვიეტ Việt\""), 0);
   EXPECT_TRUE(fs::exists(dir + u8"/ვიეტ Việt"));
-
-  // A quoted path is one word that the shell takes literally; one that
-  // starts with "-" is no option.
-  for (const char* word : {"a \"b\" `c` $d \\e 'f' it's", "-n", "tab\there", ""}) {
-    const std::string printed = Utf8(
-        read_command_output(FromLocaleBytes(ByteString("printf '%s|' ") + ShellQuotedPath(ByteString(word)))));
-    EXPECT_EQ(printed, std::string(word[0] == '-' ? "./" : "") + word + "|") << word;
-  }
 }
 
 volatile sig_atomic_t g_interrupts = 0;

@@ -1,9 +1,6 @@
-// The real Setup in a real X server, driven as a person would: refusals
-// before the window, every page in every language, typed and chosen paths,
-// the copy and its rollback after a failure, a cancel, a closed window or a
-// signal, and silent runs. With KITSETUP_SCREENSHOT_DIR set, the language
-// walk also saves the pictures of the user documentation
-// (scripts/take-screenshots.sh).
+// The real Setup in a real X server, driven as a person would. With
+// KITSETUP_SCREENSHOT_DIR set, the language walk also saves the pictures of
+// the user documentation (scripts/take-screenshots.sh).
 #include <gtest/gtest.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -91,9 +88,8 @@ class Setup : public ::testing::Test {
     setenv("LANG", "C.UTF-8", 1);  // the texts below are compared as UTF-8
     ASSERT_TRUE(x_.ok()) << "Xvfb did not start";
   }
-  // Waits for the welcome page and the window titled in language `id`, then
-  // clicks into the page text so that the window gets the keyboard, as a
-  // person's first click would. False when either did not appear.
+  // Waits for the welcome page and its window, then clicks into it so that
+  // it gets the keyboard. False when either did not appear.
   bool FindWindow(const SetupRun& run, int id) {
     if (run.WaitForLog("page welcome", 20).empty()) return false;
     title_ = Text(id, "IDR_MAINFRAME");
@@ -134,12 +130,10 @@ class Setup : public ::testing::Test {
   int x0_ = 0, y0_ = 0;
 };
 
-// Every refusal shows its error box, titled and in the chosen language,
-// before any window; Return closes it and the program ends with status 0.
-// The first starts with an empty LANG and no other locale variable, as
-// launchers and scripts often do: the Russian text must still come through
-// whole. The last has a temporary directory on a 1 MiB file system and a
-// sparse kit that needs three times more: refused before anything unpacks.
+// Each refusal shows its box, titled and in the chosen language, before any
+// window; Return ends the program with 0. The first runs with an empty LANG,
+// as launchers often start programs, and its Russian text must still come
+// through; the last has TMPDIR on a 1 MiB volume.
 TEST_F(Setup, RefusesMissingDamagedAndTooLargeKits) {
   const struct {
     const char* arg;
@@ -171,12 +165,9 @@ TEST_F(Setup, RefusesMissingDamagedAndTooLargeKits) {
   }
 }
 
-// Each language decides the log line, the window's title and every text;
-// the welcome page names the kit's product in that language, or the
-// default when the kit has none for it. Escape asks and No keeps the
-// wizard; the walk installs into the proposed directory, and on the success
-// page Escape asks again and Yes closes. Every text of every page and box
-// fits its frame.
+// Each language decides the title and every text, and the welcome page names
+// the kit's product in it (or the default); Escape asks, No stays, Yes on the
+// success page closes. Every text of every page and box fits its frame.
 TEST_F(Setup, EveryPageSpeaksEachLanguageAndFits) {
   const char* pictures = getenv("KITSETUP_SCREENSHOT_DIR");
   bool pictured = false;  // the language is shown in the documentation
@@ -250,13 +241,10 @@ TEST_F(Setup, EveryPageSpeaksEachLanguageAndFits) {
   }
 }
 
-// Welcome, Next, the destination page's refusals and the folder chooser
-// ("..."), Next, the copy, the success page, Finish: the files are there byte
-// for byte with their times, the launcher configuration names the directory
-// first, and the description is opened through the desktop's command exactly
+// The whole wizard with the folder chooser: the files land with their times,
+// the launcher file names the directory, and Finish opens the description
 // once. On GNUstep the chooser is a modal panel: a path typed into its name
-// field opens the folder's parent in the browser, where a click selects the
-// folder (its only entry) and enables OK.
+// field opens the parent, where a click selects the folder and enables OK.
 TEST_F(Setup, InstallsFromWelcomeToFinish) {
   SetupRun run;
   WriteKit(run.kitPath());
@@ -322,10 +310,8 @@ TEST_F(Setup, InstallsFromWelcomeToFinish) {
   EXPECT_EQ(ReadFile(opened), installed + "/Docs/readme.htm\n");
 }
 
-// Only the legacy launcher file names a template directory: the silent run,
-// with nothing clicked, offers and fills that directory, then rewrites the
-// legacy file alone with the directory first and its other keys kept; the
-// current launcher's file is not created.
+// With only the legacy launcher file, a silent run installs into its
+// directory and rewrites that file alone.
 TEST_F(Setup, SilentModeWithLegacyConfigurationRewritesOnlyIt) {
   SetupRun run;
   WriteKit(run.kitPath());
@@ -348,14 +334,10 @@ TEST_F(Setup, SilentModeWithLegacyConfigurationRewritesOnlyIt) {
   EXPECT_NE(access((run.home() + "/.Vesk/veskstart").c_str(), F_OK), 0);
 }
 
-// Whether the pointer over a place counts as a cancel must not depend on
-// where the window stands: at each position the copy (paused) sees the
-// pointer cross the whole page and the disabled Back and Next and goes on;
-// the pointer on Cancel, not even a click, ends it with 1223, rolls back
-// and removes the directory the run created. Escape with the keyboard in
-// the path field asks, as everywhere, and so does Escape during the copy;
-// the answer No changes nothing, and the question also proves that every
-// movement before it was seen.
+// Wherever the window stands, the pointer crossing the page during a (paused)
+// copy changes nothing, and the pointer on Cancel, without a click, cancels
+// and rolls back. Escape asks, also from the path field; the question also
+// proves that every movement before it was seen.
 TEST_F(Setup, PointerOnCancelCancelsWhereverTheWindowIs) {
   for (bool moved : {false, true}) {
     SCOPED_TRACE(moved ? "at the screen's bottom left" : "where the installer put it");
@@ -400,10 +382,8 @@ TEST_F(Setup, PointerOnCancelCancelsWhereverTheWindowIs) {
   }
 }
 
-// The window manager's close, as from the title bar: on the welcome page it
-// ends the installer at once, without a question; during a copy it is a
-// cancel: the copy stops, rolls back, and only then does the program end,
-// with no box shown to nobody.
+// The window manager's close ends the welcome page at once; during a copy it
+// cancels, and the program ends after the rollback, with no box.
 TEST(SetupWindowManager, CloseEndsAtOnceAndDuringACopyAfterTheRollback) {
   setenv("LANG", "C.UTF-8", 1);
   e2e::XServer x(true);
@@ -430,17 +410,10 @@ TEST(SetupWindowManager, CloseEndsAtOnceAndDuringACopyAfterTheRollback) {
   }
 }
 
-// A silent run never waits for a click: its box closes by itself and the
-// program ends, whether the copy failed half way (a plain file stands where
-// the kit needs a folder) or a signal cancelled it. The "result" line says
-// which. Either way the template directory is exactly as it was (after the
-// failure: the replaced file back with its bytes and time, the new file in
-// an old folder and the new folders gone, the blocking file untouched), no
-// launcher file is written, and only the staging file is left in the
-// temporary directory. The signals come while a command of the copy runs,
-// after two files are written; one that comes once the run commits (its
-// backups being removed) is too late, and the run ends as a success.
-// SIGTERM before any copy simply ends the program.
+// A silent run never waits for a click, whether the copy failed half way or a
+// signal cancelled it: the tree is exactly as it was, no launcher file is
+// written, only the staging file stays. Signals come while a command of the
+// copy runs; one after the commit is too late and the run succeeds.
 TEST_F(Setup, SilentRunEndsByItselfAfterAFailureOrASignal) {
   const struct {
     int signal;

@@ -1,7 +1,6 @@
-// tests/e2e/x_session.h: what an end-to-end test needs to run the installer
-// as a person would: its own X server, a copy of Setup.app with a kit beside
-// it, a private home and temporary directory, xdotool to press keys and
-// click, and the event log from standard error.
+// tests/e2e/x_session.h: an X server of its own, and a copy of Setup.app with
+// a kit, home and TMPDIR of its own, driven with xdotool and read through its
+// event log.
 #ifndef KITSETUP_TESTS_E2E_X_SESSION_H
 #define KITSETUP_TESTS_E2E_X_SESSION_H
 
@@ -12,7 +11,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -23,31 +21,14 @@
 
 #include "core/encoding.h"
 #include "core/messages.h"
+#include "support/test_support.h"
 
 namespace e2e {
 
-inline void SleepSeconds(double seconds) { usleep(static_cast<useconds_t>(seconds * 1e6)); }
-
-inline double Now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-// Shell-quotes one word.
-inline std::string Quote(const std::string& word) {
-  std::string out = "'";
-  for (char c : word) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return out + "'";
-}
-
-inline std::string RunOutput(const std::string& command) {
-  std::string out;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
-    pclose(pipe);
-  }
-  return out;
-}
+using testsupport::Now;
+using testsupport::Quote;
+using testsupport::RunOutput;
+using testsupport::SleepSeconds;
 
 // The text of message `key` in language `id` (1..12), as UTF-8.
 inline std::string Text(int id, const char* key) {
@@ -58,15 +39,12 @@ inline std::string Text(int id, const char* key) {
   return bytes.c_str();
 }
 
-// An Xvfb on a display number it picks itself (so parallel tests never race
-// for one), with openbox on it when asked. GNUstep cannot learn openbox's
-// frame sizes under Xvfb, so its mouse positions are off by the title bar
-// there: clicks need a bare server, the title bar's close button needs the
-// window manager.
+// An Xvfb on a display number it picks itself (parallel tests never race for
+// one), with openbox when asked. GNUstep cannot learn openbox's frame sizes
+// under Xvfb, so clicks need a bare server.
 class XServer {
  public:
   explicit XServer(bool windowManager = false) {
-    // Xvfb closes the descriptor once it has written the number: the output ends there.
     std::istringstream started(
         RunOutput("Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>&1 >/dev/null 2>&1 & echo $!"));
     if (!(started >> xvfb_ >> display_)) display_ = -1;
@@ -118,9 +96,8 @@ class XServer {
   pid_t xvfb_ = -1, wm_ = -1;
 };
 
-// One installer run in a fresh folder: <dir>/Setup.app (a copy, not a link:
-// the program finds its kit from its own resolved path), <dir>/mivo.efd,
-// <dir>/home, <dir>/tmp.
+// One installer run in a fresh folder: <dir>/Setup.app (a copy: the program
+// finds its kit from its own resolved path), mivo.efd, home, tmp.
 class SetupRun {
  public:
   SetupRun() {
@@ -151,8 +128,7 @@ class SetupRun {
         {"DISPLAY", x.display()}, {"HOME", home()}, {"TMPDIR", tmp_}, {"LANG", "C.UTF-8"},
         {"PATH", (path_prefix_.empty() ? "" : path_prefix_ + ":") + (path ? path : "/usr/bin:/bin")},
         {"LSAN_OPTIONS", "suppressions=" KITSETUP_SOURCE_DIR "/tests/lsan.supp:print_suppressions=0"}};
-    // A sanitizer build reports through these; GNUstep's own objects live
-    // until exit, which the suppressions file accounts for.
+    // A sanitizer build reports through these (GNUstep's objects live until exit).
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
       if (const char* value = getenv(name)) vars[name] = value;
     }
@@ -212,11 +188,9 @@ class SetupRun {
   }
   bool Signal(int number) const { return pid_ > 0 && kill(pid_, number) == 0; }
 
-  // The copy pauses at its first `command` (mkdir, or rm) on a path that
-  // contains `pathPart`, until OpenGate: a stand-in waits for the gate file
-  // (WaitAtGate tells when it does). The shell commands are forced
-  // (KITSETUP_NO_FAST_PATHS) so that the copy makes its directories with
-  // mkdir and removes with rm. Call before Start.
+  // The copy pauses at its first `command` (mkdir or rm, forced by
+  // KITSETUP_NO_FAST_PATHS) on a path containing `pathPart`, until OpenGate.
+  // Call before Start.
   void GateCopy(const std::string& pathPart, const std::string& command = "mkdir") {
     const std::string bin = dir_ + "/gate-bin", real = RunOutput("command -v " + command);
     system(("mkdir -p " + Quote(bin)).c_str());

@@ -25,45 +25,14 @@
 
 namespace {
 
+using testsupport::NodeState;
+using testsupport::Snapshot;
+using testsupport::TakeSnapshot;
 using testsupport::Text;
 
 const char* const kPaths[] = {"a", "b", "d", "d/x", "d/e/z", "f/g"};
 const int kPathCount = 6;
 const time_t kT0 = 1600000000;
-
-struct Node {
-  char kind;
-  unsigned mode;  // ~0u: any
-  std::string bytes;
-  int64_t mtime_ns;
-  bool operator==(const Node& o) const {
-    return kind == o.kind && (mode == ~0u || o.mode == ~0u || mode == o.mode) && bytes == o.bytes &&
-           mtime_ns == o.mtime_ns;
-  }
-};
-using Tree = std::map<std::string, Node>;
-
-void Walk(const std::string& root, const std::string& rel, Tree& out) {
-  for (const std::string& name : testsupport::ListNames(root + rel)) {
-    const std::string path = rel + "/" + name;
-    struct stat info {};
-    if (lstat((root + path).c_str(), &info) != 0) continue;
-    Node node{S_ISDIR(info.st_mode) ? 'd' : 'f', unsigned(info.st_mode & 07777), "", 0};
-    if (node.kind == 'd') {
-      Walk(root, path, out);
-    } else {
-      node.bytes = testsupport::ReadFile(root + path);
-      node.mtime_ns = testsupport::MtimeNs(info);
-    }
-    out[path] = node;
-  }
-}
-
-Tree Snapshot(const std::string& root) {
-  Tree tree;
-  Walk(root, "", tree);
-  return tree;
-}
 
 struct Input {
   const uint8_t* data;
@@ -142,7 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (char& c : g_cancel_target) c = c == '\\' ? '/' : c;
   g_countdown = in.Next();
 
-  const Tree before = Snapshot(root);
+  const Snapshot before = TakeSnapshot(root, true);
   ProgressChannel channel;
   InitChannel(&channel);
   StartRequest(&channel, &kit, Text(templ));
@@ -157,17 +126,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   SetFileFaultHook(nullptr);
   SetFastPathsEnabled(true);
 
-  const Tree after = Snapshot(root);
+  const Snapshot after = TakeSnapshot(root, true);
   if (code != 0) {
     Check(after == before, "a failed run changed the tree");
   } else {
-    Tree expected = before;
+    Snapshot expected = before;
     for (const auto& [name, bytes] : kit_files) {
-      Node& node = expected["/templates/" + name];
+      NodeState& node = expected["/templates/" + name];
       if (node.kind == 'f' && node.mtime_ns == int64_t(kT0 + 500) * 1000000000) continue;  // kept
       node = {'f', ~0u, bytes, int64_t(kT0 + 100) * 1000000000};
       for (size_t slash = name.find('/'); slash != std::string::npos; slash = name.find('/', slash + 1)) {
-        Node& dir = expected["/templates/" + name.substr(0, slash)];
+        NodeState& dir = expected["/templates/" + name.substr(0, slash)];
         if (dir.kind != 'd') dir = {'d', ~0u, "", 0};
       }
     }
@@ -179,7 +148,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   CloseFileHandle(kit.dataHandle);
   RemoveFile(kit.stagingPath);
   RecoverEndedRuns();
-  Check(Snapshot(root) == after, "recovery after the run changed the tree");
+  Check(TakeSnapshot(root, true) == after, "recovery after the run changed the tree");
   for (const std::string& name : testsupport::ListNames(scratch)) {
     if (name != "t" && name != "kit.efd") std::fprintf(stderr, "install_run_fuzzer: left behind: %s\n", name.c_str());
     Check(name == "t" || name == "kit.efd", "the run left something in the temporary directory");

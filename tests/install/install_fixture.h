@@ -1,10 +1,8 @@
-// tests/install/install_fixture.h: per test, a scratch folder holding a
-// temporary directory (TMPDIR), a source tree, the kit `kittool pack` makes
-// of it, and a template directory; snapshots compare whole trees.
+// tests/install/install_fixture.h: per test, a scratch TMPDIR, a source tree,
+// its packed kit, and a template directory.
 #ifndef KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 #define KITSETUP_TESTS_INSTALL_INSTALL_FIXTURE_H
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -38,45 +36,8 @@ inline time_t MTime(const std::string& path) {
   return lstat(path.c_str(), &info) == 0 ? info.st_mtime : -1;
 }
 
-// Path -> kind ('d', 'f', 'l'), bytes and modification time of everything
-// under a root. A directory's time is left out: it moves with every change.
-struct NodeState {
-  char kind = '?';
-  std::string bytes;
-  int64_t mtime_ns = 0;
-  bool operator==(const NodeState& o) const { return kind == o.kind && bytes == o.bytes && mtime_ns == o.mtime_ns; }
-};
-using Snapshot = std::map<std::string, NodeState>;
-
-inline void SnapshotInto(const std::string& root, const std::string& rel, Snapshot& out) {
-  DIR* dir = opendir((root + rel).c_str());
-  while (dirent* e = dir ? readdir(dir) : nullptr) {
-    std::string name = e->d_name, path = rel + "/" + name;
-    struct stat info;
-    if (name == "." || name == ".." || lstat((root + path).c_str(), &info) != 0) continue;
-    NodeState& node = out[path];
-    node.kind = S_ISDIR(info.st_mode) ? 'd' : S_ISLNK(info.st_mode) ? 'l' : 'f';
-    if (node.kind == 'd') SnapshotInto(root, path, out);
-    if (node.kind != 'd') node.mtime_ns = MtimeNs(info);
-    if (node.kind == 'f') node.bytes = ReadFile(root + path);
-  }
-  if (dir) closedir(dir);
-}
-inline Snapshot TakeSnapshot(const std::string& root) {
-  Snapshot out;
-  SnapshotInto(root, "", out);
-  return out;
-}
-
-// The exit status of a command line (or -1).
-inline int RunShell(const std::string& command) {
-  int status = std::system(command.c_str());
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-// A scratch folder per test with TMPDIR pointing into it; the message table
-// in English so posted texts can be compared. Faults come through the file
-// layer's seams (tests run as root, so permissions stop nothing).
+// Messages in English; faults through the file layer's seams (tests run as
+// root, so permissions stop nothing).
 class InstallFixture : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -105,8 +66,7 @@ class InstallFixture : public ::testing::Test {
     ASSERT_EQ(0u, LoadKit(kit_, Text(kit_path_)));
   }
 
-  // One run of the job on this thread into templ_ (or `directory`), every
-  // post recorded.
+  // One run of the job into templ_ (or `directory`), every post recorded.
   uint32_t Install(InstallJob* job_out = nullptr, const TextString* directory = nullptr) {
     Request(directory ? *directory : Text(templ_));
     posts_.clear();
@@ -144,8 +104,7 @@ class InstallFixture : public ::testing::Test {
     return templ_ + "/" + name;
   }
 
-  // The temporary directory holds nothing but the staging file (and the
-  // names in `others`, sorted, that were there before).
+  // TMPDIR holds only the staging file and `others` (sorted).
   void ExpectTempHoldsOnlyStaging(std::vector<std::string> others = {}) {
     std::string staging = Utf8(kit_.stagingPath);
     std::string name = staging.substr(staging.rfind('/') + 1);
@@ -163,25 +122,6 @@ class InstallFixture : public ::testing::Test {
   std::vector<std::string> posts_;
   // Called with every posted text, the channel's lock held.
   std::function<void(const std::string&)> on_post_;
-};
-
-// A small tmpfs mounted at `dir` for the life of the object (tests run as
-// root; where mounting is not allowed, mounted() is false and the test skips).
-class SmallVolume {
- public:
-  SmallVolume(const std::string& dir, const std::string& size) : dir_(dir) {
-    MakeDirs(dir);
-    mounted_ = RunShell("mount -t tmpfs -o size=" + size + " tmpfs '" + dir + "' 2>/dev/null") == 0;
-  }
-  ~SmallVolume() {
-    if (mounted_) RunShell("umount '" + dir_ + "'");
-  }
-  bool mounted() const { return mounted_; }
-  void Fill() const { RunShell("cat /dev/zero >'" + dir_ + "/filler' 2>/dev/null"); }  // every free byte
-
- private:
-  std::string dir_;
-  bool mounted_ = false;
 };
 
 }  // namespace kitsetup::testing

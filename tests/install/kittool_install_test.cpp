@@ -32,11 +32,8 @@ class KittoolInstall : public InstallFixture {
   testsupport::ScratchDir out_;  // outside root_, whose snapshots then show every change
 };
 
-// An upgrade planned with --dry-run, then run: the plan names exactly the
-// files the run then adds, replaces and keeps, and the dry run writes
-// nothing, not even in TMPDIR. The JSON of both agrees; the run logs its
-// progress as plain lines (stderr is no terminal); a second, quiet run has
-// nothing to do and says nothing.
+// The dry run names exactly what the run then adds, replaces and keeps, and
+// writes nothing, not even in TMPDIR; a second run has nothing to do.
 TEST_F(KittoolInstall, DryRunPlansExactlyWhatTheUpgradeThenDoes) {
   Source("Docs/readme.htm", "new readme", kT0 + 10);  // the user's is older: replaced
   Source("conf/main.cfg", "kit's cfg", kT0);          // the user's is newer: kept
@@ -75,12 +72,9 @@ TEST_F(KittoolInstall, DryRunPlansExactlyWhatTheUpgradeThenDoes) {
   EXPECT_EQ(after, TakeSnapshot(templ_));
 }
 
-// How an install that does not succeed ends, in its exit code, its one error
-// line and its JSON: refused before anything is written (a missing or
-// damaged kit, a file as the template directory, another installation
-// holding it or the level in which it is, or would be, made), also with
-// --dry-run; failed midway (a folder on a full volume)
-// and rolled back. A third operand is a usage error, not ignored.
+// An install that does not succeed, in its exit code, its one error line and
+// its JSON: refused before anything is written, or failed midway on a full
+// volume and rolled back.
 TEST_F(KittoolInstall, ExitCodeJsonAndTheErrorLineSayHowAFailedInstallEnded) {
   EXPECT_EQ(2, Install(Args(templ_) + " third"));
 
@@ -124,12 +118,9 @@ TEST_F(KittoolInstall, ExitCodeJsonAndTheErrorLineSayHowAFailedInstallEnded) {
   if (!small.mounted()) GTEST_SKIP() << "cannot mount a small file system here (needs root)";
 }
 
-// Signals and a second installer, against a large kit: 4000 files, some of
-// which replace older copies of the user's, beside a file of the user's own.
-// One signal, once the run is well under way: the job stops after its
-// current file, rolls back, and kittool exits with 128 + the signal. Then a
-// second installer into the same directory while the first one copies: it
-// is refused with 4 and changes nothing; the first ends exactly.
+// A signal well into a 4000-file upgrade rolls it back and exits with 128 +
+// the signal; a second installer into the same directory is refused with 4
+// and changes nothing, and the first then ends exactly.
 TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
   for (int i = 0; i < 4000; ++i) {
     std::string text(1000 + (i * 37) % 3000, static_cast<char>('a' + i % 26));
@@ -140,8 +131,7 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
     WriteFile(templ_ + "/d" + std::to_string(i % 40) + "/f" + std::to_string(i) + ".txt", "old", kT0);
   WriteFile(templ_ + "/mine.txt", "mine", kT0);
   const Snapshot before = TakeSnapshot(templ_);
-  // Starts `kittool install --json KIT TEMPLATE_DIR`, its standard error
-  // into `err`, its standard output into `err`.json.
+  // kittool install --json, its standard error into `err`, its JSON into `err`.json.
   auto spawn = [&](const std::string& err) {
     const std::string command = "exec '" + Kittool() + "' install --json " + Args(templ_) + " >'" + err + ".json' 2>'" + err + "' </dev/null";
     WriteFile(err, "");  // the last run's progress must not be read as this one's
@@ -150,9 +140,7 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
     return pid;
   };
   // Stops the process once its progress shows `percent` (a hang is ended by
-  // the test runner's limit). While it is stopped its run is known to be
-  // under way: the backup directory exists from the run's start until its
-  // end or its rollback.
+  // the test runner's limit); its backup directory proves the run under way.
   auto stop_at = [&](pid_t pid, const std::string& err, const std::string& percent) {
     int status = 0;
     while (ReadFile(err).find(percent) == std::string::npos) {
@@ -205,14 +193,10 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
   EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
 }
 
-// An upgrade killed (SIGKILL, as a crash or a power loss would end it) before
-// each of its file operations in turn: while it backs up, between writes,
-// right before the journal's final record, while it removes its backup; and,
-// with an operation failing first, during its rollback. Whoever comes next
-// (kittool recover, or the next install) first puts the old tree back
-// exactly, unless the run had already marked its journal final, and leaves
-// nothing of the killed run in TMPDIR; the next install then gives exactly
-// the new tree. A recovery killed in turn is simply recovered again.
+// An upgrade killed (as a crash or a power loss would end it) before each of
+// its file operations in turn, also during a rollback and during recovery:
+// the next run puts the old tree back exactly, or keeps the new one once the
+// journal was final, and leaves nothing in TMPDIR.
 TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
   Source("a.txt", "new a", kT0 + 50);
   Source("keep.txt", "kit's keep", kT0);
@@ -236,8 +220,7 @@ TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
     const int status = Run(env, command);
     return status == -1 || status == 128 + SIGKILL;
   };
-  // Recovers (killing the recovery itself at its operations first when
-  // asked) and returns the tree it leaves.
+  // Recovers (first killing recovery at each operation when asked); the tree left.
   auto recover = [&](const std::string& where, bool kill_recovery) {
     int k = 1;
     while (kill_recovery && k < 200 && run("KITSETUP_CRASH_AT=" + std::to_string(k), "recover")) ++k;
@@ -263,9 +246,7 @@ TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
     bool in_rollback, kill_recovery;
   } cases[] = {{"upgrade", false, false}, {"rollback", true, false}, {"recovery", false, true}};
   for (const auto& c : cases) {
-    // The rollback's row fails the last operation whose failure still rolls
-    // the run back (the flush before the final record), so that the
-    // rollback has the most to undo.
+    // The rollback's row fails the flush before the final record: the most to undo.
     const int fail_at = c.in_rollback ? operations - 6 : 0;
     bool final_seen = false;
     for (int n = fail_at + 1;; ++n) {
@@ -275,8 +256,6 @@ TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
       if (fail_at) env += " KITSETUP_FAIL_AT=" + std::to_string(fail_at);
       if (!run(env, "install " + Args(templ_))) break;
       ASSERT_LT(n, 400) << where;
-      // Before its final record the old tree comes back; after it, the new
-      // tree stays.
       const Snapshot recovered = recover(where, c.kill_recovery && n % 3 == 0);
       final_seen = final_seen || recovered == after;
       EXPECT_EQ(final_seen && !fail_at ? after : before, recovered) << where;
@@ -290,9 +269,7 @@ TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
     EXPECT_EQ(!fail_at, final_seen) << c.name;
   }
 
-  // A staging file is locked by the process that uses it (Setup keeps its
-  // name): recovery removes the one its process left behind and never one in
-  // use.
+  // Recovery removes a staging file its process left behind, never one in use.
   WriteFile(temp_ + "/edfLeft", "left by a killed installer", kT0);
   WriteFile(temp_ + "/edfLive", "in use", kT0);
   testsupport::LockHolder live(temp_ + "/edfLive");

@@ -1,7 +1,5 @@
-// A failed or cancelled run leaves the template directory exactly as it was:
-// replaced files back byte for byte with their times, created directories
-// and files gone, everything that existed before still there, whatever
-// fails, and on a real full disk.
+// A failed or cancelled run leaves the template directory exactly as it was,
+// whatever fails, also on a real full disk.
 #include <cerrno>
 
 #include "install/install_fixture.h"
@@ -21,9 +19,8 @@ int FailOperation(FileOp op, const char*) {
   return ENOSPC;
 }
 
-// What goes wrong at entry k: its open for writing fails, the run is
-// cancelled, or one file operation fails once (its backup, a short write, a
-// truncate, a close; or, after a cancel, a removal during the rollback).
+// What goes wrong at entry k: its open fails, a cancel, or one file operation
+// fails once (after a cancel: a removal during the rollback).
 struct Fault {
   const char* name;
   bool cancel, seam;
@@ -44,10 +41,8 @@ struct Case {
 
 class RollbackTest : public InstallFixture, public ::testing::WithParamInterface<Case> {};
 
-// An upgrade over a template directory that the user has worked in: the kit
-// replaces two files, adds files to existing folders, and brings new folders
-// several levels deep. The template directory sits two levels below "outer",
-// which alone exists in a fresh case.
+// An upgrade replacing two of the user's files and adding deep folders; the
+// template directory sits two levels below "outer", alone in a fresh case.
 TEST_P(RollbackTest, LeavesTheTemplateDirectoryAsItWas) {
   const Case c = GetParam();
   SetFastPathsEnabled(c.fast);
@@ -105,8 +100,7 @@ std::vector<Case> Cases() {
   for (const Case& c : {Case{kOpenFails, 4, false}, Case{kCancel, 6, false}, Case{kBackupFails, 4, false},
                         Case{kShortWrite, 3, false}})
     cases.push_back(c);
-  // A failed run removes the template directory it made with every level,
-  // but not the parent that was there.
+  // The levels the run made go, the parent that was there stays.
   cases.push_back({kOpenFails, 5, true, true});
   return cases;
 }
@@ -118,12 +112,9 @@ INSTANTIATE_TEST_SUITE_P(Faults, RollbackTest, ::testing::ValuesIn(Cases()),
                                   (c.fast ? "FastPaths" : "ShellCommands") + (c.fresh ? "IntoNewDirectory" : "");
                          });
 
-// A real full disk: the template directory lies on a small tmpfs, the backups
-// on another volume (whole copies), and the volume fills up while the last
-// entry is written. The write falls short and the run rolls back. When the
-// replacements were as large as the originals the rollback has room and the
-// tree is as before; when they were smaller it has not, and then no user's
-// file is truncated: each is back whole, or whole in the kept backup.
+// The volume fills while the last entry is written (backups on another
+// volume). With room to roll back the tree is as before; without, each
+// user's file is back whole or whole in the kept backup.
 class FullDiskTest : public InstallFixture, public ::testing::WithParamInterface<size_t> {};
 
 TEST_P(FullDiskTest, ShortWriteRollsBackWithoutTruncatingAUsersFile) {

@@ -30,8 +30,7 @@ struct Result {
 
 class KittoolTest : public ::testing::Test {
  protected:
-  // Starts kittool with `args` and TMPDIR set to tmp_, `env` ("NAME=value")
-  // added, standard output into `out_path` when given; returns its pid.
+  // Starts kittool with TMPDIR at tmp_ and `env` ("NAME=value") added; its pid.
   pid_t Start(const std::vector<std::string>& args, const std::vector<std::string>& env = {},
               const std::string& out_path = "") {
     pid_t pid = fork();
@@ -69,8 +68,7 @@ class KittoolTest : public ::testing::Test {
   void MakeFile(const std::string& relative, const std::string& bytes, time_t mtime) {
     testsupport::WriteFile(src_.At(relative), bytes, mtime);
   }
-  // The size of the staging file that process `pid` holds open in tmp_
-  // (named or not), from /proc; -1 when it holds none.
+  // The size of the staging file `pid` holds open in tmp_; -1 when none.
   int64_t OpenStagingBytes(pid_t pid) const {
     const std::string fds = "/proc/" + std::to_string(pid) + "/fd";
     for (const std::string& fd : ListNames(fds)) {
@@ -126,8 +124,7 @@ TEST_F(KittoolTest, PackedTreeListsAsJson) {
   EXPECT_EQ(Python(verify.out, "d['schema'], d['result'], d['code'], d['entries'], d['descriptions']"), "1 ok 0 3 2");
   EXPECT_TRUE(ListNames(tmp_.path()).empty());
 
-  // With SOURCE_DATE_EPOCH the tree packs to the same bytes after its files
-  // grew newer: later times become the epoch, earlier ones stay.
+  // SOURCE_DATE_EPOCH: files grown newer pack to the same bytes.
   const std::vector<std::string> epoch = {"SOURCE_DATE_EPOCH=1600000001"};
   const std::string first = scratch_.At("first.efd"), second = scratch_.At("second.efd");
   ASSERT_EQ(Run({"pack", src_.path(), first}, epoch).exit_code, 0);
@@ -208,8 +205,7 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
     }
     unlink(never.c_str());
   }
-  // pack refuses names the installer would refuse (a backslash would make a
-  // folder), one at a time, and writes nothing.
+  // pack refuses names the installer would refuse, and writes nothing.
   for (const char* bad : {"cost$.txt", "a`b", "quote\"d", "back\\slash", "line\nbreak"}) {
     MakeFile(bad, "x", 1600000000);
     Result r = Run({"pack", s, never});
@@ -228,11 +224,6 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
             "0 en");
   EXPECT_NE(access(scratch_.At("tmplts-\xC3\xA9").c_str(), F_OK), 0);
   EXPECT_NE(access("a.txt", F_OK), 0) << "nothing installed into the working directory";
-  for (const char* command : {"pack", "list", "verify", "extract", "install"}) {
-    Result r = Run({command, "--help"});
-    EXPECT_EQ(r.exit_code, 0);
-    EXPECT_EQ(r.out.find(std::string("usage: kittool ") + command), 0u) << r.out;
-  }
 }
 
 TEST_F(KittoolTest, PackWarnsOfLinksAndDereferencesThem) {
@@ -295,7 +286,7 @@ TEST_F(KittoolTest, ExtractThenVerifyAgainstReportsEveryDifference) {
 }
 
 // verify names the record and the check in one line; install refuses the
-// same kits for the same reason, before it touches the template directory.
+// same kits for the same reason before it touches anything.
 TEST_F(KittoolTest, VerifyAndInstallRefuseEveryHostileKitInOneLine) {
   const std::string target = scratch_.At("templates"), kit = scratch_.At("hostile.efd");
   testsupport::WriteFile(target + "/conf/main.cfg", "user's", 1500000000);
@@ -324,10 +315,8 @@ TEST_F(KittoolTest, VerifyAndInstallRefuseEveryHostileKitInOneLine) {
   EXPECT_EQ(Python(json.out, "d['result'], d['code'], 'description table: 4097' in d['message']"), "refused 13 True");
 }
 
-// A signal while kittool unpacks or packs a kit: the work stops at its next
-// chunk, the staging file (unnamed since it was opened) and the temporary kit
-// are gone, nothing is installed, the old kit stays, and the exit code is
-// 128 + the signal.
+// A signal while kittool unpacks or packs a kit: 128 + the signal, no staging
+// file or temporary kit left, nothing installed, the old kit kept.
 TEST_F(KittoolTest, ASignalEndsEveryCommandWith128PlusItAndLeavesNothing) {
   if (access("/proc/self/fd", R_OK) != 0) GTEST_SKIP() << "needs /proc to see the unnamed staging file";
   // 256 MB of zeros: a small kit that takes a moment to unpack, and to pack.
@@ -345,8 +334,7 @@ TEST_F(KittoolTest, ASignalEndsEveryCommandWith128PlusItAndLeavesNothing) {
   for (const auto& [args, signal_number] : kCases) {
     SCOPED_TRACE(args[0] + " " + strsignal(signal_number));
     pid_t pid = Start(args);
-    // Once a staging file grows (or pack's temporary kit appears), stop the
-    // process: the signal then lands mid-work however loaded the machine is.
+    // Stopped once it is at work, so the signal lands mid-work however loaded the machine.
     const bool packing = args[0] == "pack";
     auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while ((packing ? ListNames(kits).size() < 2 : OpenStagingBytes(pid) <= 0) &&
@@ -371,8 +359,7 @@ TEST_F(KittoolTest, ASignalEndsEveryCommandWith128PlusItAndLeavesNothing) {
   }
 }
 
-// The reader of a listing goes away (kittool list KIT | head -1): the command
-// ends quietly with 141 and leaves no staging file.
+// kittool list KIT | head -1: ends quietly with 141, no staging file left.
 TEST_F(KittoolTest, AClosedPipeEndsTheListingQuietlyWith141) {
   // Far more than a pipe holds, so writes go on after the reader left.
   for (int i = 0; i < 3000; ++i) MakeFile("d/file" + std::to_string(i) + ".txt", "x", 1600000000);

@@ -3,7 +3,6 @@
 #include "launcher/launcher_config.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -17,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testsupport::ReadFile;
+using testsupport::RunShell;
 using testsupport::Text;
 using testsupport::Utf8;
 using testsupport::WriteFile;
@@ -53,11 +53,6 @@ std::string Templates(uint32_t legacy_dir) {
   return out;
 }
 
-int Shell(const std::string& command) {
-  const int status = std::system(command.c_str());
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 std::string Line(const std::string& dir) { return "ConfigurationTemplatesLocation=" + dir + "\n"; }
 
 // A byte-order mark and little-endian units, as a Windows-side launcher writes.
@@ -67,9 +62,8 @@ std::string Utf16LeWithMark(const std::u16string& text) {
   return bytes;
 }
 
-// A user's file with Cyrillic paths. Bytes 1024 and 2048 fall into a run of
-// two- and three-byte letters ("жქ", five bytes), and `shift` (0 to 4) more
-// bytes in the second line cut that run at each of its five positions.
+// A user's file with Cyrillic paths whose 1024-byte chunk boundaries fall
+// inside "жქ" (five bytes), at each position as `shift` goes from 0 to 4.
 std::string UserFile(size_t shift) {
   std::string out = Line("/Users/пётр/Шаблоны/") + "DefaultVersion=8" + std::string(shift, '0') +
                     "\nInstalledLocation=/Applications/";
@@ -79,12 +73,9 @@ std::string UserFile(size_t shift) {
 
 TEST_F(LauncherFiles, ReadsLineShapesLongLinesBothEncodingsAndTheTemplateFilesInOrder) {
   std::vector<std::pair<std::string, std::string>> cases = {
-      // An empty key with an empty value is skipped; a key joins its twin in
-      // another case, whose spelling stays; a repeated value is dropped;
-      // nothing is trimmed; the last line needs no line feed.
+      // "=" is skipped; keys join without case; repeated values go; no trimming.
       {"A=1=2\nX\n\n\n=\nB=\n=v\na=3\nA=1=2\n C = d \nTail=end", "A=1=2|3;X=;B=;=v; C = d ;Tail=end"},
-      // Without the mark the units are read as bytes, and a chunk's text ends
-      // at its first zero byte: only the key "A" is left.
+      // Without the mark the units are bytes, cut at the first zero.
       {Utf16LeWithMark(u"A=1\nB=2\n").substr(2), "A="}};
   // Keys and values longer than the 2048-unit scan buffer are kept whole.
   for (size_t n : {2047u, 2048u, 2049u, 5000u}) {
@@ -103,8 +94,7 @@ TEST_F(LauncherFiles, ReadsLineShapesLongLinesBothEncodingsAndTheTemplateFilesIn
   // The template directories, from which files in what order.
   WriteFile(CurrentFile(), Line("/a/b") + Line("/A/B") + "ConfigurationTemplatesLocation=/c/d/\r\n" +
                                Line("C:\\T") + Line("c:/t") + Line("/e/f\\"));
-  // "\" becomes "/" and one is appended where no separator ends a value;
-  // values equal once normalised (and in another case) are dropped.
+  // Separators normalised and appended; equal values once normalised dropped.
   EXPECT_EQ(Templates(0), "/a/b\\|/c/d/\r\\|C:/T\\|/e/f/|");
   WriteFile(CurrentFile(), ReadFile(KITSETUP_SOURCE_DIR "/tests/data/launcher/windows_launcher_utf16.cfg"));
   EXPECT_EQ(Templates(0), "C:/Users/Пётр/AppData/Roaming/Vesk/miv8/tmplts\r\\|D:/Шаблоны\r\\|");
@@ -117,11 +107,9 @@ TEST_F(LauncherFiles, ReadsLineShapesLongLinesBothEncodingsAndTheTemplateFilesIn
   EXPECT_EQ(Templates(1), "/old/|/u/|");
 }
 
-// The reader over generated files, each read into a list that holds K=v
-// already (which stays) and written back, in a child under a watchdog.
 // Per case: the file ("" none, "/" a directory, "/dev/zero" a link to it),
-// whether it reads whole (and is written back keeping every other line, or
-// is left byte for byte as it was), and what is read ("" to skip that).
+// whether it reads whole (and is written back, or else left as it was), and
+// what is read into a list holding K=v ("" to skip that).
 TEST_F(LauncherFiles, ChunkBoundariesBrokenFilesAndTheSizeBound) {
   std::vector<std::tuple<std::string, std::string, bool, std::string>> cases = {
       {"past the bound", "A=" + std::string(kMaxConfigFileBytes, 'x') + "\n", false, ""},
@@ -157,8 +145,6 @@ TEST_F(LauncherFiles, ChunkBoundariesBrokenFilesAndTheSizeBound) {
     const std::string result = whole ? "1 0 " : "0 13 ";
     ASSERT_EQ(got.substr(0, result.size()), result) << got.substr(0, 200);
     EXPECT_TRUE(read.empty() || got.substr(result.size()) == read) << got.substr(result.size(), 200);
-    // A file not read whole is left as it was; a whole one (or none) gets the
-    // new line in place of the first.
     if (bytes[0] == '/') {
       EXPECT_EQ(fs::symlink_status(CurrentFile()).type(), bytes == "/" ? fs::file_type::directory
                                                                         : fs::file_type::symlink);
@@ -189,9 +175,8 @@ TEST_F(LauncherFiles, WriteBackReplacesTheTemplateLinesAndKeepsTheRest) {
   ASSERT_EQ(save_template_locations({Text(u"/t/"), Text(u"/u")}, 1), 0u);
   EXPECT_EQ(ReadFile(OlderFile()), Line("/t/") + Line("/u\\"));
 
-  // A plain file blocks the launcher directory (permissions would not stop
-  // root): the write fails, and the retry makes the launcher's directories
-  // under the platform home, named as the launcher itself names them.
+  // A plain file blocks the launcher directory: the retry writes under the
+  // platform home, named as the launcher itself names them.
   fs::remove_all(At(".Vesk"));
   WriteFile(At(".Vesk"), "not a directory");
   EXPECT_EQ(save_template_locations({Text(u"/t/")}, 0), 1013u);
@@ -199,29 +184,25 @@ TEST_F(LauncherFiles, WriteBackReplacesTheTemplateLinesAndKeepsTheRest) {
   EXPECT_TRUE(fs::is_directory(At(".mivo/\\Vesk.Vesk/veskstart")));
 }
 
-// kittool install --register from the working directory, with a relative
-// "./t/" and the absolute forms: one entry, absolute, first. Then the
-// launcher's folder on a full 64 KiB file system: the write-back fails, takes
-// its retry, fails again, the old file stays whole, and kittool says so and
-// exits with 1.
+// --register records one absolute entry whatever the form typed; on a full
+// volume the old file stays whole and kittool says so and exits with 1.
 TEST_F(LauncherFiles, KittoolRegistersOnceAndAFullDiskLeavesTheOldFileWhole) {
   WriteFile(CurrentFile(), Line("/elsewhere/"));
   WriteFile(At("kit/a.txt"), "a");
   const std::string kittool = KITSETUP_BINARY_DIR "/kittool";
-  ASSERT_EQ(Shell("'" + kittool + "' pack '" + At("kit") + "' '" + At("k.efd") + "' >/dev/null"), 0);
+  ASSERT_EQ(RunShell("'" + kittool + "' pack '" + At("kit") + "' '" + At("k.efd") + "' >/dev/null"), 0);
   for (const std::string& typed : {std::string("./t/"), At("t"), At("t") + "//"}) {
-    ASSERT_EQ(Shell("cd '" + home_ + "' && '" + kittool + "' install --quiet --register k.efd '" + typed + "'"), 0)
+    ASSERT_EQ(RunShell("cd '" + home_ + "' && '" + kittool + "' install --quiet --register k.efd '" + typed + "'"), 0)
         << typed;
     EXPECT_EQ(Templates(0), At("t") + "/|/elsewhere/|") << typed;
   }
 
   const std::string dir = At(".Vesk/veskstart");
-  if (Shell("mount -t tmpfs -o size=64k tmpfs '" + dir + "' 2>/dev/null") != 0) {
-    GTEST_SKIP() << "cannot mount a small file system here (needs root)";
-  }
+  testsupport::SmallVolume volume(dir, "64k");
+  if (!volume.mounted()) GTEST_SKIP() << "cannot mount a small file system here (needs root)";
   WriteFile(CurrentFile(), UserFile(3));
-  Shell("cat /dev/zero >'" + dir + "/fill' 2>/dev/null");
-  EXPECT_EQ(Shell("'" + kittool + "' install --quiet --register '" + At("k.efd") + "' '" + At("t2") + "' 2>'" +
+  volume.Fill();
+  EXPECT_EQ(RunShell("'" + kittool + "' install --quiet --register '" + At("k.efd") + "' '" + At("t2") + "' 2>'" +
                   At("err.txt") + "'"),
             1);
   const std::string err = ReadFile(At("err.txt"));
@@ -230,13 +211,11 @@ TEST_F(LauncherFiles, KittoolRegistersOnceAndAFullDiskLeavesTheOldFileWhole) {
             std::string::npos) << err;
   EXPECT_TRUE(ReadFile(CurrentFile()) == UserFile(3));
   EXPECT_EQ(ReadFile(At("t2/a.txt")), "a") << "the installation itself stands";
-  EXPECT_EQ(testsupport::ListNames(dir), (std::vector<std::string>{"fill", "veskstart.cfg"})) << "no new file left";
-  Shell("umount '" + dir + "'");
+  EXPECT_EQ(testsupport::ListNames(dir), (std::vector<std::string>{"filler", "veskstart.cfg"})) << "no new file left";
 }
 
-// For each arrangement of launcher files: the directory offered, the two
-// flags, and what recording the installed directory writes to each file
-// ("" for a file that must not exist afterwards).
+// Per arrangement of launcher files: the directory offered, the flags, and
+// what recording the installed directory writes ("" for no file).
 TEST_F(LauncherFiles, TemplateDirectoryProposalFlagsAndTheFilesWrittenAfterwards) {
   const std::string def = home_ + "/.mivo/Vesk/miv8/tmplts";
   WriteFile(At("plain"), "x");

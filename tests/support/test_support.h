@@ -12,12 +12,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -144,6 +146,55 @@ inline std::string Utf8(const kitsetup::TextString& text) {
   return out;
 }
 
+// Shell-quotes one word.
+inline std::string Quote(const std::string& word) {
+  std::string out = "'";
+  for (char c : word) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return out + "'";
+}
+
+// The exit status of a command line (or -1).
+inline int RunShell(const std::string& command) {
+  const int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// What a command line writes to standard output.
+inline std::string RunOutput(const std::string& command) {
+  std::string out;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[4096];
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
+    pclose(pipe);
+  }
+  return out;
+}
+
+inline void SleepSeconds(double seconds) { usleep(static_cast<useconds_t>(seconds * 1e6)); }
+
+inline double Now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// A small tmpfs mounted at `dir` for the life of the object (tests run as
+// root; where mounting is not allowed, mounted() is false and the test skips).
+class SmallVolume : NoCopy {
+ public:
+  SmallVolume(const std::string& dir, const std::string& size) : dir_(dir) {
+    MakeDirs(dir);
+    mounted_ = RunShell("mount -t tmpfs -o size=" + size + " tmpfs " + Quote(dir) + " 2>/dev/null") == 0;
+  }
+  ~SmallVolume() {
+    if (mounted_) RunShell("umount " + Quote(dir_));
+  }
+  bool mounted() const { return mounted_; }
+  void Fill() const { RunShell("cat /dev/zero >" + Quote(dir_ + "/filler") + " 2>/dev/null"); }  // every free byte
+
+ private:
+  std::string dir_;
+  bool mounted_ = false;
+};
+
 // The text body returns in a forked child (whose changes to the environment, working
 // directory or user id die with it), "<child failed>" appended unless it ends cleanly.
 inline std::string RunInChild(const std::function<std::string()>& body) {
@@ -207,12 +258,7 @@ inline std::string PythonOnJson(const std::string& json_text, const std::string&
   WriteFile(scratch + "/doc.json", json_text);
   WriteFile(scratch + "/expr.py",
             "import hashlib, json, os, sys\nd = json.load(open(sys.argv[1]))\nprint(" + expression + ")\n");
-  std::string out;
-  if (FILE* pipe = popen(("python3 '" + scratch + "/expr.py' '" + scratch + "/doc.json' 2>&1").c_str(), "r")) {
-    char chunk[4096];
-    while (size_t n = fread(chunk, 1, sizeof chunk, pipe)) out.append(chunk, n);
-    pclose(pipe);
-  }
+  std::string out = RunOutput("python3 " + Quote(scratch + "/expr.py") + " " + Quote(scratch + "/doc.json") + " 2>&1");
   while (!out.empty() && out.back() == '\n') out.pop_back();
   return out;
 }
@@ -233,7 +279,6 @@ inline std::string CaptureStderr(const std::function<void()>& body) {
   return text;
 }
 
-
 // A file's modification time in nanoseconds (st_mtimespec on macOS).
 inline int64_t MtimeNs(const struct stat& info) {
 #ifdef __APPLE__
@@ -242,6 +287,40 @@ inline int64_t MtimeNs(const struct stat& info) {
   const struct timespec& t = info.st_mtim;
 #endif
   return int64_t(t.tv_sec) * 1000000000 + t.tv_nsec;
+}
+
+// Path below a root -> kind ('d', 'f', 'l'), mode (~0u, matching any, unless
+// asked for), bytes and modification time of everything under the root. A
+// directory's time is left out: it moves with every change.
+struct NodeState {
+  char kind = '?';
+  unsigned mode = ~0u;
+  std::string bytes;
+  int64_t mtime_ns = 0;
+  bool operator==(const NodeState& o) const {
+    return kind == o.kind && (mode == ~0u || o.mode == ~0u || mode == o.mode) && bytes == o.bytes &&
+           mtime_ns == o.mtime_ns;
+  }
+};
+using Snapshot = std::map<std::string, NodeState>;
+
+inline void SnapshotInto(const std::string& root, const std::string& rel, Snapshot& out, bool modes) {
+  for (const std::string& name : ListNames(root + rel)) {
+    const std::string path = rel + "/" + name;
+    struct stat info;
+    if (lstat((root + path).c_str(), &info) != 0) continue;
+    NodeState& node = out[path];
+    node.kind = S_ISDIR(info.st_mode) ? 'd' : S_ISLNK(info.st_mode) ? 'l' : 'f';
+    if (modes) node.mode = info.st_mode & 07777;
+    if (node.kind == 'd') SnapshotInto(root, path, out, modes);
+    if (node.kind != 'd') node.mtime_ns = MtimeNs(info);
+    if (node.kind == 'f') node.bytes = ReadFile(root + path);
+  }
+}
+inline Snapshot TakeSnapshot(const std::string& root, bool modes = false) {
+  Snapshot out;
+  SnapshotInto(root, "", out, modes);
+  return out;
 }
 
 }  // namespace testsupport
