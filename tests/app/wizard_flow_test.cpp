@@ -1,7 +1,4 @@
-// The wizard's window-free decisions: the button and key table, the
-// description file's open command (against a stand-in opener on PATH), the
-// launcher files written after a success, and the event log's exact lines
-// (the window's texts and typed paths are the end-to-end tests' concern).
+// The wizard's window-free decisions and the event log's exact lines.
 #include "app/wizard_flow.h"
 
 #include <gtest/gtest.h>
@@ -22,8 +19,7 @@ namespace {
 
 using namespace testsupport;
 
-// Every cell, because the end-to-end runs reach only the common ones (a
-// wrong cell such as Cancel asking while files are copied would go unseen).
+// Every cell: the end-to-end runs reach only the common ones.
 TEST(WizardTable, EveryStateAndEvent) {
   using A = WizardAction;
   constexpr A N = A::None, C = A::RequestClose;
@@ -64,8 +60,7 @@ TEST(WizardSuccess, WritesTheLauncherFilesTheFlagsChoose) {
   ScratchDir dir;
   const std::string installed = dir.At("installed"), current = "/.Vesk/veskstart/veskstart.cfg",
                     legacy = "/.Vesk/veskstartt/veskstart.cfg";
-  // flags, then the files expected to be written (their contents are the
-  // launcher tests' concern); a file that cannot be written is not logged.
+  // Flags, then the files written; a file that cannot be written is not logged.
   const struct {
     uint8_t flagA, flagB;
     std::vector<std::string> files;

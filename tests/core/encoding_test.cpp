@@ -30,8 +30,7 @@ TEST(Encoding, RoundTripsCountsAndInvalidInput) {
   }
   EXPECT_TRUE(ToLocaleBytes(TextString()).empty());
 
-  // U+1F600 is one wide character and comes back as its low 16 bits; the
-  // count covers all characters even when fewer units fit.
+  // U+1F600 comes back as its low 16 bits; the count covers all characters.
   const std::string emoji = "a\xF0\x9F\x98\x80z";
   std::vector<char16_t> out(4, u'#');
   EXPECT_EQ(locale_to_units(emoji.data(), emoji.size(), out.data(), 2), 3);
@@ -42,8 +41,7 @@ TEST(Encoding, RoundTripsCountsAndInvalidInput) {
     EXPECT_EQ(locale_to_units(bad.data(), len, out.data(), out.size()), 0) << bad;
     EXPECT_TRUE(FromLocaleBytes(bad.data(), len).empty());
   }
-  // What the locale cannot represent stops the bytes in front of it, and the
-  // loss check names where: a lone surrogate, and in C anything but ASCII.
+  // What the locale cannot carry stops the bytes, and the loss check names where.
   EXPECT_EQ(Bytes(ToLocaleBytes(Text(u"ab\xD83D" u"cd"))), "ab");
   EXPECT_EQ(LocaleBytesLoss(Text(u"ab\xD83D" u"cd")), 2u);
   EXPECT_EQ(LocaleBytesLoss(Text(u"Шаблоны")), TextString::npos);
@@ -52,8 +50,7 @@ TEST(Encoding, RoundTripsCountsAndInvalidInput) {
   EXPECT_EQ(LocaleBytesLoss(Text(u"dir/Шаблоны")), 4u);
 }
 
-// Copies of one heap string taken, detached, converted and dropped on two
-// threads: the count moves on both, and the conversions share no state.
+// Copies of one string taken, detached, converted and dropped on two threads.
 TEST(Encoding, ConversionsAndSharedCopiesOnTwoThreads) {
   testsupport::ScopedEnv lc_all("LC_ALL", "C.UTF-8");
   const std::u16string text = u"/home/пользователь/.mivo/ვიეტ/Việt";

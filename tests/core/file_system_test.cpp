@@ -3,7 +3,6 @@
 #include "core/file_system.h"
 
 #include <gtest/gtest.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,7 +12,6 @@
 
 #include "core/encoding.h"
 #include "core/error_codes.h"
-#include "core/home.h"
 #include "core/shell.h"
 #include "install/install_fixture.h"
 #include "support/test_support.h"
@@ -34,38 +32,14 @@ TEST(TempDirectory, UsesTmpdirOnlyWhenItNamesADirectory) {
   const std::string plain = scratch.At("plain"), missing = scratch.At("missing");
   WriteFile(plain, "x");
   const std::pair<const char*, std::string> cases[] = {
-      {nullptr, "/var/tmp/"}, {"", "/var/tmp/"},          {"/tmp", "/tmp/"},
-      {"/tmp/", "/tmp/"},     {plain.c_str(), "/var/tmp/"}, {missing.c_str(), "/var/tmp/"},
-      {scratch.path().c_str(), scratch.path() + "/"}};
+      {nullptr, "/var/tmp/"}, {"", "/var/tmp/"}, {"/tmp/", "/tmp/"}, {plain.c_str(), "/var/tmp/"},
+      {missing.c_str(), "/var/tmp/"}, {scratch.path().c_str(), scratch.path() + "/"}};
   for (const auto& [tmpdir, expected] : cases) {
     ScopedEnv env("TMPDIR", tmpdir);
     TextString out;
     EXPECT_EQ(GetTempDirectory(out), kOk);
     EXPECT_EQ(Utf8(out), expected);
   }
-}
-
-TEST(HomeDirectory, FollowsHomeAsItStandsAndIsEmptyWithoutOne) {
-  const std::string got = testsupport::RunInChild([] {
-    setenv("LC_ALL", "C.UTF-8", 1);
-    std::string seen;
-    auto look = [&seen] { seen += Utf8(ExpandHome()) + " " + Utf8(platform_home()) + "\n"; };
-    for (const char* home : {u8"/home/Пользователь", "/Users/b/", ""}) {
-      setenv("HOME", home, 1);
-      look();
-    }
-    // No HOME and no passwd entry: only root can move to a user id without one.
-    unsetenv("HOME");
-    const bool without_entry = getpwuid(getuid()) == nullptr ||
-                               (getuid() == 0 && setuid(54321) == 0 && getpwuid(getuid()) == nullptr);
-    if (!without_entry) return seen + "skip";
-    look();
-    return seen;
-  });
-  // The doubled separator stays.
-  const std::string want = u8"/home/Пользователь /home/Пользователь/.mivo/\n/Users/b/ /Users/b//.mivo/\n /.mivo/\n";
-  if (got == want + "skip") GTEST_SKIP() << "needs root or a user without a passwd entry";
-  EXPECT_EQ(got, want + " /.mivo/\n");
 }
 
 TEST(ReadCommandLine, KeepsTheFirstLineWithoutItsLastByte) {

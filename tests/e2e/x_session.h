@@ -1,12 +1,9 @@
-// tests/e2e/x_session.h: an X server of its own, and a copy of Setup.app with
-// a kit, home and TMPDIR of its own, driven with xdotool and read through its
-// event log.
+// tests/e2e/x_session.h: an X server, and Setup runs of their own driven with xdotool.
 #ifndef KITSETUP_TESTS_E2E_X_SESSION_H
 #define KITSETUP_TESTS_E2E_X_SESSION_H
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -72,7 +68,6 @@ class XServer {
       if (!found.empty() || Now() >= end) return found;
     }
   }
-  // The window's client area on the screen.
   bool Geometry(const std::string& id, int& x, int& y, int& width, int& height) const {
     const std::string shell = Xdo("getwindowgeometry --shell " + id);
     return std::sscanf(shell.c_str(), "WINDOW=%*d X=%d Y=%d WIDTH=%d HEIGHT=%d", &x, &y, &width, &height) == 4;
@@ -109,7 +104,7 @@ class SetupRun {
   }
   ~SetupRun() {
     WaitExit(0);
-    system(("umount " + Quote(tmp_) + " 2>/dev/null; rm -rf " + Quote(dir_)).c_str());
+    system(("rm -rf " + Quote(dir_)).c_str());
   }
   const std::string& dir() const { return dir_; }
   std::string kitPath() const { return dir_ + "/mivo.efd"; }
@@ -117,36 +112,34 @@ class SetupRun {
   std::string tmp() const { return tmp_; }
   // A folder searched before the usual PATH (stand-in commands).
   void SetPathPrefix(const std::string& dir) { path_prefix_ = dir; }
-  // "NAME=value" for the run, replacing any NAME the run would have.
+  // "NAME=value" for the run, replacing any NAME it would have.
   void AddEnv(const std::string& assignment) { extra_env_.push_back(assignment); }
 
-  bool Start(const XServer& x, const std::vector<std::string>& args) {
-    std::vector<std::string> argv{dir_ + "/Setup.app/Contents/MacOS/Setup"};
-    argv.insert(argv.end(), args.begin(), args.end());
+  bool Start(const XServer& x, std::vector<std::string> args) {
+    args.insert(args.begin(), dir_ + "/Setup.app/Contents/MacOS/Setup");
     const char* path = getenv("PATH");
-    std::map<std::string, std::string> vars{
-        {"DISPLAY", x.display()}, {"HOME", home()}, {"TMPDIR", tmp_}, {"LANG", "C.UTF-8"},
-        {"PATH", (path_prefix_.empty() ? "" : path_prefix_ + ":") + (path ? path : "/usr/bin:/bin")},
-        {"LSAN_OPTIONS", "suppressions=" KITSETUP_SOURCE_DIR "/tests/lsan.supp:print_suppressions=0"}};
+    std::vector<std::string> env = {
+        "DISPLAY=" + x.display(), "HOME=" + home(), "TMPDIR=" + tmp_, "LANG=C.UTF-8",
+        "PATH=" + (path_prefix_.empty() ? "" : path_prefix_ + ":") + (path ? path : "/usr/bin:/bin"),
+        "LSAN_OPTIONS=suppressions=" KITSETUP_SOURCE_DIR "/tests/lsan.supp:print_suppressions=0"};
     // A sanitizer build reports through these (GNUstep's objects live until exit).
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
-      if (const char* value = getenv(name)) vars[name] = value;
+      if (const char* value = getenv(name)) env.push_back(std::string(name) + "=" + value);
     }
-    for (const std::string& a : extra_env_) vars[a.substr(0, a.find('='))] = a.substr(a.find('=') + 1);
-    std::vector<std::string> env;
-    for (const auto& var : vars) env.push_back(var.first + "=" + var.second);
-    std::vector<char*> argp, envp;
-    for (std::string& a : argv) argp.push_back(&a[0]);
-    for (std::string& e : env) envp.push_back(&e[0]);
-    argp.push_back(nullptr);
-    envp.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, (dir_ + "/stdout.txt").c_str(), O_WRONLY | O_CREAT, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, (dir_ + "/stderr.txt").c_str(), O_WRONLY | O_CREAT, 0644);
-    if (posix_spawn(&pid_, argp[0], &actions, nullptr, argp.data(), envp.data()) != 0) pid_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
+    env.insert(env.end(), extra_env_.begin(), extra_env_.end());  // later ones win
+    pid_ = fork();
+    if (pid_ == 0) {
+      clearenv();
+      for (std::string& e : env) putenv(&e[0]);
+      dup2(open("/dev/null", O_RDONLY), 0);
+      dup2(open((dir_ + "/stdout.txt").c_str(), O_WRONLY | O_CREAT, 0644), 1);
+      dup2(open((dir_ + "/stderr.txt").c_str(), O_WRONLY | O_CREAT, 0644), 2);
+      std::vector<char*> argv;
+      for (std::string& a : args) argv.push_back(&a[0]);
+      argv.push_back(nullptr);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
     return pid_ > 0;
   }
   // The event log lines ("kitsetup: " prefix removed) so far.
@@ -158,7 +151,6 @@ class SetupRun {
     }
     return lines;
   }
-  // How many log lines so far start with `prefix`.
   int Count(const std::string& prefix) const {
     int n = 0;
     for (const std::string& line : Log()) n += line.rfind(prefix, 0) == 0;
@@ -173,8 +165,7 @@ class SetupRun {
       if (Now() >= end) return "";
     }
   }
-  // The exit status; -1 on timeout (the process is then killed), -2 when
-  // a signal ended it.
+  // The exit status; -1 on timeout (then killed), -2 when a signal ended it.
   int WaitExit(double seconds) {
     int status = 0;
     for (const double end = Now() + seconds; pid_ > 0; SleepSeconds(0.05)) {
@@ -188,9 +179,8 @@ class SetupRun {
   }
   bool Signal(int number) const { return pid_ > 0 && kill(pid_, number) == 0; }
 
-  // The copy pauses at its first `command` (mkdir or rm, forced by
-  // KITSETUP_NO_FAST_PATHS) on a path containing `pathPart`, until OpenGate.
-  // Call before Start.
+  // Before Start: the copy pauses at its first `command` (mkdir or rm, forced
+  // by KITSETUP_NO_FAST_PATHS) on a path containing `pathPart`, until OpenGate.
   void GateCopy(const std::string& pathPart, const std::string& command = "mkdir") {
     const std::string bin = dir_ + "/gate-bin", real = RunOutput("command -v " + command);
     system(("mkdir -p " + Quote(bin)).c_str());

@@ -1,10 +1,8 @@
-// The whole install run under one fault: a random small kit over a random
-// existing tree (files older and newer than the kit's, folders where the kit
-// has files, files where it needs folders, read-only modes), the n-th
-// file-system operation failing once through the file layer's seam, and
-// perhaps a cancel. After every run: a failure leaves the tree exactly as it
-// was (kinds, bytes, modes, times to the nanosecond) and nothing of the run
-// in the temporary directory; a success leaves exactly the expected tree.
+// The whole install run: a random small kit over a random tree (older and
+// newer files, kind conflicts, read-only modes), the n-th file operation
+// failing once, perhaps a cancel. A failure leaves the tree exactly as it was
+// (modes and nanosecond times too), a success exactly the expected tree, and
+// neither leaves anything in the temporary directory.
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -62,18 +60,13 @@ void Check(bool condition, const char* what) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace kitsetup;
   const std::string& scratch = fuzzscratch::Dir();
-  static const bool once = [] {
-    SetCurrentLanguage(LanguageFromCode(ByteString("en")));
-    return true;
-  }();
-  (void)once;
+  SetCurrentLanguage(LanguageFromCode(ByteString("en")));
   Input in{data, size};
   const std::string root = scratch + "/t", templ = root + "/templates";
   RemoveTree(Text(root));
   testsupport::MakeDirs(templ);
 
-  // The existing tree, path by path: nothing, an older file, a newer file, or
-  // a folder holding a file; some read-only.
+  // Per path: nothing, an older or a newer file, or a folder; some read-only.
   for (int p = 0; p < kPathCount; ++p) {
     const uint8_t shape = in.Next();
     const std::string path = templ + "/" + kPaths[p];
@@ -86,8 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (shape & 0x80) chmod(path.c_str(), (shape % 4) == 3 ? 0555 : 0444);
   }
 
-  // The kit: up to six entries naming pool paths (a path twice, or a file
-  // and a folder below it, makes a kit the plan refuses).
+  // Up to six entries naming those paths (some kits the loader refuses).
   KitBuilder builder;
   builder.AddDescription({Text("en"), Text("P"), Text("V"), Text("")});
   const int entries = 1 + in.Next() % 6;
@@ -142,9 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     Check(after == expected, "a successful run did not leave the expected tree");
   }
-  // Nothing of the run in the temporary directory: only the kit, the tree
-  // and this run's staging file. A backup directory whose removal failed is
-  // the next start's to finish, and finishing it must not touch the tree.
+  // A backup whose removal failed is the next start's to finish, without touching the tree.
   CloseFileHandle(kit.dataHandle);
   RemoveFile(kit.stagingPath);
   RecoverEndedRuns();

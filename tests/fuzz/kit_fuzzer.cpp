@@ -1,8 +1,6 @@
-// Arbitrary bytes as a kit, twice: as an unpacked kit straight to the parser
-// and the checks on what it read, then as a kit file through LoadKit
-// (inflation, the staging file, parsing, the checks). Neither may read or
-// allocate beyond the input, whatever its counts and sizes say; a refusal is
-// 13 with a reason and leaves no staging file behind.
+// Arbitrary bytes as an unpacked kit to the parser and its checks, then as a
+// kit file through LoadKit. Neither reads or allocates beyond the input; a
+// refusal is 13 with a reason and leaves no staging file.
 #include <unistd.h>
 
 #include <cstdint>
@@ -26,8 +24,7 @@ void CheckRanges(const kitsetup::DistributionKit& kit, uint64_t size) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   fuzzscratch::Dir();
-  // Keep each input cheap: a few MiB unpacked at most, and no dependence on
-  // how full the disk happens to be.
+  // Cheap inputs, whatever the disk's free space.
   kitsetup::InflateLimits limits;
   limits.maxUnpackedBytes = 4u << 20;
   limits.minFreeBytes = 0;

@@ -29,23 +29,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   // What the reader promises: keys unique, and each key's values unique,
   // under the case-insensitive comparison; no entry without a value.
-  std::vector<kitsetup::ByteString> keys;
-  for (const auto& entry : list) {
-    if (entry.values.empty()) abort();
-    keys.push_back(kitsetup::ToLocaleBytes(entry.key));
-    std::vector<kitsetup::ByteString> values;
-    for (const auto& v : entry.values) values.push_back(kitsetup::ToLocaleBytes(v));
-    for (size_t a = 0; a < values.size(); ++a) {
-      for (size_t b = a + 1; b < values.size(); ++b) {
-        if (strcasecmp(values[a].c_str(), values[b].c_str()) == 0) abort();
+  const auto expect_unique = [](const std::vector<kitsetup::TextString>& texts) {
+    for (size_t a = 0; a < texts.size(); ++a) {
+      for (size_t b = a + 1; b < texts.size(); ++b) {
+        if (strcasecmp(kitsetup::ToLocaleBytes(texts[a]).c_str(), kitsetup::ToLocaleBytes(texts[b]).c_str()) == 0)
+          abort();
       }
     }
+  };
+  std::vector<kitsetup::TextString> keys;
+  for (const auto& entry : list) {
+    if (entry.values.empty()) abort();
+    keys.push_back(entry.key);
+    expect_unique(entry.values);
   }
-  for (size_t a = 0; a < keys.size(); ++a) {
-    for (size_t b = a + 1; b < keys.size(); ++b) {
-      if (strcasecmp(keys[a].c_str(), keys[b].c_str()) == 0) abort();
-    }
-  }
+  expect_unique(keys);
 
   // Normalisation of whatever was read: every value ends in a separator.
   if (!list.empty()) {

@@ -1,8 +1,6 @@
-// The plan refuses a run that could not end well before anything is
-// written: not even the backup directory is made. Kind conflicts, names that
-// are one file on a folding volume (through the volume-folding seam: this
-// machine's volumes fold nothing), a template directory the locale cannot
-// carry, and a volume too small for the kit (a real tmpfs).
+// The plan refuses a run that could not end well before anything is written,
+// backup directory included. Folding volumes come through the seam: this
+// machine's fold nothing.
 #include <optional>
 
 #include "install/install_fixture.h"
@@ -39,8 +37,7 @@ const PlanRow kRows[] = {
     // The same names where nothing folds are two files.
     {"CaseAndNormalisationWhereNothingFolds", 0, nullptr, {"Dir/Readme.txt", "dir/README.TXT", kNfc, kNfd}, ""},
     {"TooLittleFreeSpace", 1013, nullptr, {"small.txt", "wide.bin"}, "", true},
-    // A directory the locale cannot carry, never shortened into another path
-    // (the working directory among them).
+    // A directory the locale cannot carry is never shortened into another path.
     {"UnconvertibleTemplateDirectory", 13, nullptr, {"a.txt"}, "", false, u"/x\xD800y"},
     {"EmptyTemplateDirectory", 87, nullptr, {"a.txt"}, "", false, u""},
 };

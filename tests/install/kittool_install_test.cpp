@@ -1,6 +1,5 @@
-// `kittool install` as a real process: its exit codes, messages, progress
-// and JSON; signals and a second installer in the middle of a large kit; and
-// kills at every file operation, recovered by the next run.
+// `kittool install` as a real process: exits, messages, JSON, signals, a
+// second installer, and kills at every file operation.
 #include <signal.h>
 #include <unistd.h>
 
@@ -25,7 +24,6 @@ class KittoolInstall : public InstallFixture {
   std::string ErrPath() { return out_.path() + "/stderr.txt"; }
   std::string OutPath() { return out_.path() + "/stdout.txt"; }
   std::string Err() { return ReadFile(ErrPath()); }
-  // `expression` over the JSON object that `path` holds, parsed by python3.
   std::string Json(const std::string& expression, const std::string& path = "") {
     return testsupport::PythonOnJson(ReadFile(path.empty() ? OutPath() : path), expression, out_.path());
   }
@@ -86,8 +84,7 @@ TEST_F(KittoolInstall, ExitCodeJsonAndTheErrorLineSayHowAFailedInstallEnded) {
   MakeDirs(root_ + "/busy/made");
   testsupport::LockHolder holder(root_ + "/busy");
   ASSERT_TRUE(holder.held());
-  // A 64 KiB volume inside the template directory: the plan looks at the
-  // template directory's volume, so only the copy finds it full.
+  // A full volume inside the template directory, which only the copy sees.
   SmallVolume small(templ_ + "/sub", "64k");
   const Snapshot before = TakeSnapshot(root_);
 
@@ -139,8 +136,7 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
     if (pid == 0) _exit((execl("/bin/sh", "sh", "-c", command.c_str(), nullptr), 127));
     return pid;
   };
-  // Stops the process once its progress shows `percent` (a hang is ended by
-  // the test runner's limit); its backup directory proves the run under way.
+  // Stops the process at `percent`; its backup directory proves the run under way.
   auto stop_at = [&](pid_t pid, const std::string& err, const std::string& percent) {
     int status = 0;
     while (ReadFile(err).find(percent) == std::string::npos) {
@@ -193,10 +189,9 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
   EXPECT_EQ(std::vector<std::string>{}, ListNames(temp_));
 }
 
-// An upgrade killed (as a crash or a power loss would end it) before each of
-// its file operations in turn, also during a rollback and during recovery:
-// the next run puts the old tree back exactly, or keeps the new one once the
-// journal was final, and leaves nothing in TMPDIR.
+// An upgrade killed before each of its file operations in turn (also in a
+// rollback or in recovery): the next run puts the old tree back exactly, or
+// keeps the new one once the journal was final, and leaves nothing in TMPDIR.
 TEST_F(KittoolInstall, KilledUpgradeIsRecoveredByTheNextRun) {
   Source("a.txt", "new a", kT0 + 50);
   Source("keep.txt", "kit's keep", kT0);

@@ -9,9 +9,8 @@
 namespace kitsetup::testing {
 namespace {
 
-// How the run ends: it succeeds; the open of one target fails (87); or that
-// open holds the worker until the run is told to cancel, so that
-// FinishWorker surely meets a run midway.
+// Success; the open of one target fails (87); or that open holds the worker
+// until a cancel, so that FinishWorker surely meets a run midway.
 enum class Ending { kSuccess, kFailure, kFinishWorker };
 const char* const kEndingNames[] = {"Success", "Failure", "FinishWorker"};
 Ending g_ending;
@@ -34,9 +33,8 @@ void CountFinishes(void*, uint32_t code, const TextString&, int32_t percent) {
 
 class WorkerTest : public InstallFixture, public ::testing::WithParamInterface<Ending> {};
 
-// A success or a failure ends the thread by itself; FinishWorker in the
-// middle of a run cancels it and waits for the rollback. Either way no
-// second run starts.
+// The thread ends by itself, or FinishWorker cancels and waits for the
+// rollback; no second run starts.
 TEST_P(WorkerTest, RunsOnceAndNeverLeavesARunHalfDone) {
   for (int i = 0; i < 6; ++i) Source("new/f" + std::to_string(i) + ".txt", "new", kT0 + 100);
   Source("a_old.txt", "replacement", kT0 + 100);

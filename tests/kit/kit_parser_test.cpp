@@ -1,7 +1,5 @@
-// The unpacked kit's parser and the checks on what it read, on kits written
-// byte by byte into real files. Refusals of whole kits are in the hostile
-// kit table (kit_test_support.h), which kittool_test.cpp runs through
-// verify and install.
+// The parser and its checks on kits written byte by byte; hostile whole kits
+// are in kit_test_support.h, run through verify and install.
 #include "kit/kit_parser.h"
 
 #include <gtest/gtest.h>
@@ -135,10 +133,8 @@ TEST(KitValidator, NamesThatCouldEscapeReachTheShellOrNameAFolderAreRefused) {
   EXPECT_NE(kitsetup::DescriptionFileProblem(Text(u"read$me")), nullptr);
 }
 
-// No two entries write one file or need a file as a folder, and no data
-// range ends past the unpacked kit (computed without wrapping). Sorting must
-// bring every clash next to its partner: "a-b" sorts between "a" and "a/b"
-// byte-wise, and "\a" is "a" below the template directory.
+// No clash, no data past the kit (computed without wrapping). Sorting must
+// bring every clash next to its partner: "a-b" sorts between "a" and "a/b".
 TEST(KitValidator, EntriesMustNotClashOrReachPastTheKit) {
   struct Case {
     std::vector<std::u16string> names;

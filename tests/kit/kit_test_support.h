@@ -1,7 +1,5 @@
-// tests/kit/kit_test_support.h: hand-made kit bytes and the table of hostile
-// kits for the kit tests. The byte helpers are written here
-// again on purpose, so that the parser is checked against bytes the writer
-// did not make.
+// tests/kit/kit_test_support.h: hand-made kit bytes (not the writer's, on
+// purpose) and the table of hostile kits.
 #ifndef KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
 #define KITSETUP_TESTS_KIT_KIT_TEST_SUPPORT_H
 
@@ -48,9 +46,8 @@ inline std::string EntryRecord(const std::u16string& name, uint64_t time, uint32
   return Bytes().u32(static_cast<uint32_t>(body.b.size() + 4)).raw(body.b).b;
 }
 
-// A sound unpacked kit with two descriptions and three entries, the last one
-// 100000 bytes of text-like filler, so that deflate makes dynamic blocks and
-// the data spans several 32 KiB chunks.
+// A sound unpacked kit: two descriptions, three entries, the last one 100000
+// bytes of text-like filler spanning several 32 KiB chunks.
 inline std::string SoundKit(const std::u16string& first_name = u"Docs\\readme.htm",
                             const std::u16string& desc_file = u"Docs\\readme.htm") {
   static const char* const kWords[] = {"template ", "config ", "value=", "42\n", "<item>", "</item>\n"};
@@ -66,9 +63,8 @@ inline std::string SoundKit(const std::u16string& first_name = u"Docs\\readme.ht
   return k.raw("helloworld!").raw(big).b;
 }
 
-// A kit that must be refused with 13 before anything is installed. Each
-// differs from a sound one in one respect; `says` is part of the one-line
-// reason. Names are judged in the locale of the run that would install them.
+// A kit refused with 13 before anything is installed, `says` being part of
+// the reason; names are judged in the run's locale.
 struct HostileKit {
   const char* label;
   std::string bytes;  // the unpacked kit, or with `stream` the kit file itself

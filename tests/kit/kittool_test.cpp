@@ -158,7 +158,6 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
       {{}, 2, "kittool: no command given\nRun 'kittool --help' for usage.\n"},
       {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
       {{"--version"}, 0, version},
-      {{"pack", "--level", "3", "--version"}, 0, version},
       {{"pack", s}, 2, "kittool pack: expected SRC_DIR and KIT\nRun 'kittool pack --help' for usage.\n"},
       {{"pack", "--legacy", s, never}, 2, "--legacy needs exactly one --describe"},
       {{"pack", "--level", "12", s, never}, 2, "--level wants 0 to 9, not 12"},
@@ -176,10 +175,8 @@ TEST_F(KittoolTest, CommandLineCasesExitAndExplain) {
       {{"pack", s, scratch_.At("no-such-dir/k.efd")}, 1, "cannot create a temporary file in"},
       {{"pack", s, never}, 1, "standard output: cannot write the output (No space left on device)", {}, "/dev/full"},
       {{"list"}, 2, "kittool list: no KIT given\n"},
-      {{"list", "--xml", kit}, 2, "unknown option --xml"},
       {{"list", kit}, 1, "kittool list: standard output: cannot write the output", {}, "/dev/full"},
       {{"verify"}, 2, "no KIT given"},
-      {{"verify", kit, kit}, 2, "more than one KIT given"},
       {{"verify", "--against"}, 2, "--against needs a directory"},
       {{"verify", scratch_.At("missing.efd")}, 3, "missing.efd: the kit file does not exist (error 2: "},
       {{"extract", kit}, 2, "expected KIT and DIR"},
@@ -285,8 +282,7 @@ TEST_F(KittoolTest, ExtractThenVerifyAgainstReportsEveryDifference) {
   EXPECT_TRUE(ListNames(tmp_.path()).empty());
 }
 
-// verify names the record and the check in one line; install refuses the
-// same kits for the same reason before it touches anything.
+// verify names the record and the check in one line; install refuses alike, touching nothing.
 TEST_F(KittoolTest, VerifyAndInstallRefuseEveryHostileKitInOneLine) {
   const std::string target = scratch_.At("templates"), kit = scratch_.At("hostile.efd");
   testsupport::WriteFile(target + "/conf/main.cfg", "user's", 1500000000);
@@ -315,8 +311,7 @@ TEST_F(KittoolTest, VerifyAndInstallRefuseEveryHostileKitInOneLine) {
   EXPECT_EQ(Python(json.out, "d['result'], d['code'], 'description table: 4097' in d['message']"), "refused 13 True");
 }
 
-// A signal while kittool unpacks or packs a kit: 128 + the signal, no staging
-// file or temporary kit left, nothing installed, the old kit kept.
+// A signal while kittool unpacks or packs: 128 + it, nothing left or installed, the old kit kept.
 TEST_F(KittoolTest, ASignalEndsEveryCommandWith128PlusItAndLeavesNothing) {
   if (access("/proc/self/fd", R_OK) != 0) GTEST_SKIP() << "needs /proc to see the unnamed staging file";
   // 256 MB of zeros: a small kit that takes a moment to unpack, and to pack.
@@ -356,23 +351,6 @@ TEST_F(KittoolTest, ASignalEndsEveryCommandWith128PlusItAndLeavesNothing) {
     EXPECT_EQ(ListNames(kits), std::vector<std::string>{"zeros.efd"});
     EXPECT_TRUE(testsupport::ReadFile(kit) == old_kit);
     EXPECT_NE(access(templ.c_str(), F_OK), 0);
-  }
-}
-
-// kittool list KIT | head -1: ends quietly with 141, no staging file left.
-TEST_F(KittoolTest, AClosedPipeEndsTheListingQuietlyWith141) {
-  // Far more than a pipe holds, so writes go on after the reader left.
-  for (int i = 0; i < 3000; ++i) MakeFile("d/file" + std::to_string(i) + ".txt", "x", 1600000000);
-  std::string kit = scratch_.At("many.efd");
-  ASSERT_EQ(Run({"pack", src_.path(), kit}).exit_code, 0);
-  for (const auto& [json, reader] : {std::pair<const char*, const char*>{"", "head -1"}, {"--json", "head -c 100"}}) {
-    const std::string command = "set -o pipefail; TMPDIR='" + tmp_.path() + "' '" + kKittool + "' list " + json +
-                                " '" + kit + "' 2>'" + scratch_.At("stderr") + "' | " + reader + " >/dev/null";
-    const int status = std::system(("bash -c \"" + command + "\"").c_str());
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 141) << reader << " " << json;
-    EXPECT_EQ(testsupport::ReadFile(scratch_.At("stderr")), "");
-    EXPECT_TRUE(ListNames(tmp_.path()).empty());
   }
 }
 

@@ -1,5 +1,4 @@
-// Reading and writing real launcher files in a temporary home, and choosing
-// and recording the template directory through them.
+// Real launcher files in a temporary home: read, written, and choosing the template directory.
 #include "launcher/launcher_config.h"
 
 #include <gtest/gtest.h>
@@ -55,7 +54,7 @@ std::string Templates(uint32_t legacy_dir) {
 
 std::string Line(const std::string& dir) { return "ConfigurationTemplatesLocation=" + dir + "\n"; }
 
-// A byte-order mark and little-endian units, as a Windows-side launcher writes.
+// As a Windows launcher writes.
 std::string Utf16LeWithMark(const std::u16string& text) {
   std::string bytes = "\xFF\xFE";
   for (char16_t u : text) bytes += {static_cast<char>(u & 0xFF), static_cast<char>(u >> 8)};
@@ -103,13 +102,11 @@ TEST_F(LauncherFiles, ReadsLineShapesLongLinesBothEncodingsAndTheTemplateFilesIn
   WriteFile(CommonFile(), Line("/c/") + Line("/U/"));
   WriteFile(OlderFile(), Line("/old/"));
   EXPECT_EQ(Templates(0), "/u/|/c/|");
-  // The older pair: its own file first, then the current file as the common one.
   EXPECT_EQ(Templates(1), "/old/|/u/|");
 }
 
 // Per case: the file ("" none, "/" a directory, "/dev/zero" a link to it),
-// whether it reads whole (and is written back, or else left as it was), and
-// what is read into a list holding K=v ("" to skip that).
+// whether it reads whole (then written back, else left as it was), what is read.
 TEST_F(LauncherFiles, ChunkBoundariesBrokenFilesAndTheSizeBound) {
   std::vector<std::tuple<std::string, std::string, bool, std::string>> cases = {
       {"past the bound", "A=" + std::string(kMaxConfigFileBytes, 'x') + "\n", false, ""},
@@ -162,21 +159,17 @@ TEST_F(LauncherFiles, WriteBackReplacesTheTemplateLinesAndKeepsTheRest) {
   const std::string rest = "InstalledLocation=/opt/v\nX=\nCommonInfoBases=a\r\nCommonInfoBases=b\n";
   EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8\n" + Line("/new\\") + Line("/n2/") + Line("C:\\T\\") + rest);
   EXPECT_EQ(ReadFile(CommonFile()), Line("/common/") + "Other=1\n");
-  // An empty list takes the template lines out and leaves the others.
   ASSERT_EQ(save_template_locations({}, 0), 0u);
   EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8\n" + rest);
 
-  // A UTF-16 file is written back as locale text.
   WriteFile(CurrentFile(), Utf16LeWithMark(u"DefaultVersion=8\r\nConfigurationTemplatesLocation=D:\\Шаблоны\r\n"));
   ASSERT_EQ(save_template_locations({Text(u"/домой/t/")}, 0), 0u);
   EXPECT_EQ(ReadFile(CurrentFile()), "DefaultVersion=8\r\n" + Line("/домой/t/"));
 
-  // A missing file is made with its directories.
   ASSERT_EQ(save_template_locations({Text(u"/t/"), Text(u"/u")}, 1), 0u);
   EXPECT_EQ(ReadFile(OlderFile()), Line("/t/") + Line("/u\\"));
 
-  // A plain file blocks the launcher directory: the retry writes under the
-  // platform home, named as the launcher itself names them.
+  // A plain file blocks the launcher directory: the retry writes under the platform home.
   fs::remove_all(At(".Vesk"));
   WriteFile(At(".Vesk"), "not a directory");
   EXPECT_EQ(save_template_locations({Text(u"/t/")}, 0), 1013u);

@@ -34,7 +34,7 @@ struct NoCopy {  // for what owns a directory, a variable or a process
   NoCopy& operator=(const NoCopy&) = delete;
 };
 
-// A fresh directory under /tmp (not TMPDIR, which tests redirect), removed with all it holds.
+// A fresh directory under /tmp (tests redirect TMPDIR), removed with all it holds.
 class ScratchDir : NoCopy {
  public:
   ScratchDir() {
@@ -176,8 +176,7 @@ inline double Now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// A small tmpfs mounted at `dir` for the life of the object (tests run as
-// root; where mounting is not allowed, mounted() is false and the test skips).
+// A small tmpfs at `dir` while the object lives; mounted() is false where mounting is not allowed.
 class SmallVolume : NoCopy {
  public:
   SmallVolume(const std::string& dir, const std::string& size) : dir_(dir) {
@@ -195,8 +194,7 @@ class SmallVolume : NoCopy {
   bool mounted_ = false;
 };
 
-// The text body returns in a forked child (whose changes to the environment, working
-// directory or user id die with it), "<child failed>" appended unless it ends cleanly.
+// What body returns in a forked child, "<child failed>" appended unless it ends cleanly.
 inline std::string RunInChild(const std::function<std::string()>& body) {
   int fds[2];
   if (pipe(fds) != 0) return "pipe failed";
@@ -215,8 +213,7 @@ inline std::string RunInChild(const std::function<std::string()>& body) {
   return clean ? out : out + "<child failed>";
 }
 
-// Another process holding an exclusive flock on a directory (or a file)
-// until the object goes, as a second installer would.
+// Another process holding an exclusive flock on a path while the object lives.
 class LockHolder : NoCopy {
  public:
   explicit LockHolder(const std::string& directory) {
@@ -251,8 +248,7 @@ class LockHolder : NoCopy {
   bool held_ = false;
 };
 
-// What python3 prints for `expression` with `json_text` parsed as `d` (json, hashlib and os
-// imported), less the final line feeds, or Python's error; `scratch` holds its two files.
+// What python3 prints for `expression` over `json_text` parsed as `d`, or its error.
 inline std::string PythonOnJson(const std::string& json_text, const std::string& expression,
                                 const std::string& scratch) {
   WriteFile(scratch + "/doc.json", json_text);
@@ -289,9 +285,8 @@ inline int64_t MtimeNs(const struct stat& info) {
   return int64_t(t.tv_sec) * 1000000000 + t.tv_nsec;
 }
 
-// Path below a root -> kind ('d', 'f', 'l'), mode (~0u, matching any, unless
-// asked for), bytes and modification time of everything under the root. A
-// directory's time is left out: it moves with every change.
+// Everything under a root: kind, mode (~0u, any, unless asked for), bytes and
+// time (not a directory's: it moves with every change).
 struct NodeState {
   char kind = '?';
   unsigned mode = ~0u;
