@@ -127,19 +127,7 @@ class SetupRun {
       if (const char* value = getenv(name)) env.push_back(std::string(name) + "=" + value);
     }
     env.insert(env.end(), extra_env_.begin(), extra_env_.end());  // later ones win
-    pid_ = fork();
-    if (pid_ == 0) {
-      clearenv();
-      for (std::string& e : env) putenv(&e[0]);
-      dup2(open("/dev/null", O_RDONLY), 0);
-      dup2(open((dir_ + "/stdout.txt").c_str(), O_WRONLY | O_CREAT, 0644), 1);
-      dup2(open((dir_ + "/stderr.txt").c_str(), O_WRONLY | O_CREAT, 0644), 2);
-      std::vector<char*> argv;
-      for (std::string& a : args) argv.push_back(&a[0]);
-      argv.push_back(nullptr);
-      execv(argv[0], argv.data());
-      _exit(127);
-    }
+    pid_ = testsupport::Spawn(args, env, dir_ + "/stdout.txt", dir_ + "/stderr.txt", true);
     return pid_ > 0;
   }
   // The event log lines ("kitsetup: " prefix removed) so far.

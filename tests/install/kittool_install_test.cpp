@@ -130,11 +130,8 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
   const Snapshot before = TakeSnapshot(templ_);
   // kittool install --json, its standard error into `err`, its JSON into `err`.json.
   auto spawn = [&](const std::string& err) {
-    const std::string command = "exec '" + Kittool() + "' install --json " + Args(templ_) + " >'" + err + ".json' 2>'" + err + "' </dev/null";
     WriteFile(err, "");  // the last run's progress must not be read as this one's
-    const pid_t pid = fork();
-    if (pid == 0) _exit((execl("/bin/sh", "sh", "-c", command.c_str(), nullptr), 127));
-    return pid;
+    return Spawn({Kittool(), "install", "--json", kit_path_, templ_}, {}, err + ".json", err);
   };
   // Stops the process at `percent`; its backup directory proves the run under way.
   auto stop_at = [&](pid_t pid, const std::string& err, const std::string& percent) {
@@ -148,11 +145,6 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
     ASSERT_TRUE(WIFSTOPPED(status)) << ReadFile(err);
     ASSERT_EQ(std::vector<std::string>{"r4stp0"}, ListNames(temp_)) << "the run is not under way";
   };
-  auto exit_status = [](pid_t pid) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  };
 
   for (int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(strsignal(signal_number));
@@ -160,7 +152,7 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
     ASSERT_NO_FATAL_FAILURE(stop_at(pid, ErrPath(), " 10%"));
     kill(pid, signal_number);
     kill(pid, SIGCONT);
-    EXPECT_EQ(128 + signal_number, exit_status(pid)) << Err();
+    EXPECT_EQ(128 + signal_number, WaitForExit(pid)) << Err();
     EXPECT_NE(std::string::npos, Err().find("interrupted, rolling back")) << Err();
     EXPECT_NE(std::string::npos, Err().find("error 1223: ")) << Err();
     EXPECT_NE(std::string::npos, Err().find("rolled back ")) << "the rollback shows its progress";
@@ -181,7 +173,7 @@ TEST_F(KittoolInstall, ASignalRollsBackAndASecondInstallerIsRefused) {
   EXPECT_EQ(std::vector<std::string>{"r4stp0"}, ListNames(temp_));
 
   kill(first, SIGCONT);
-  EXPECT_EQ(0, exit_status(first)) << ReadFile(first_err);
+  EXPECT_EQ(0, WaitForExit(first)) << ReadFile(first_err);
   EXPECT_EQ("installed 3958 42 0", Json("d['result'], d['added'], d['replaced'], d['kept']", first_err + ".json"));
   Snapshot expected = TakeSnapshot(source_);
   expected["/mine.txt"] = before.at("/mine.txt");

@@ -23,40 +23,23 @@ using testsupport::ListNames;
 using testsupport::Text;
 
 struct Result {
-  int exit_code = -1;  // -1 when killed by a signal
-  int signal = 0;
+  int exit_code;  // minus the signal that ended it
   std::string out, err;
 };
 
 class KittoolTest : public ::testing::Test {
  protected:
   // Starts kittool with TMPDIR at tmp_ and `env` ("NAME=value") added; its pid.
-  pid_t Start(const std::vector<std::string>& args, const std::vector<std::string>& env = {},
+  pid_t Start(const std::vector<std::string>& args, std::vector<std::string> env = {},
               const std::string& out_path = "") {
-    pid_t pid = fork();
-    if (pid == 0) {
-      for (const std::string& e : env) putenv(const_cast<char*>(e.c_str()));
-      dup2(open((out_path.empty() ? scratch_.At("stdout") : out_path).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
-      dup2(open(scratch_.At("stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
-      setenv("TMPDIR", tmp_.path().c_str(), 1);
-      setenv("LANG", "C.UTF-8", 1);
-      std::vector<char*> argv{const_cast<char*>(kKittool)};
-      for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-      argv.push_back(nullptr);
-      execv(kKittool, argv.data());
-      _exit(127);
-    }
-    return pid;
+    std::vector<std::string> argv{kitsetup::testing::Kittool()};
+    argv.insert(argv.end(), args.begin(), args.end());
+    env.insert(env.end(), {"TMPDIR=" + tmp_.path(), "LANG=C.UTF-8"});
+    return testsupport::Spawn(argv, env, out_path.empty() ? scratch_.At("stdout") : out_path, scratch_.At("stderr"));
   }
   Result Wait(pid_t pid) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    Result r;
-    if (WIFEXITED(status)) r.exit_code = WEXITSTATUS(status);
-    if (WIFSIGNALED(status)) r.signal = WTERMSIG(status);
-    r.out = testsupport::ReadFile(scratch_.At("stdout"));
-    r.err = testsupport::ReadFile(scratch_.At("stderr"));
-    return r;
+    const int code = testsupport::WaitForExit(pid);
+    return {code, testsupport::ReadFile(scratch_.At("stdout")), testsupport::ReadFile(scratch_.At("stderr"))};
   }
   Result Run(const std::vector<std::string>& args, const std::vector<std::string>& env = {}) {
     return Wait(Start(args, env));
@@ -81,7 +64,6 @@ class KittoolTest : public ::testing::Test {
     return -1;
   }
 
-  static constexpr const char* kKittool = KITSETUP_BINARY_DIR "/kittool";
   testsupport::ScratchDir tmp_;  // TMPDIR of every run
   testsupport::ScratchDir scratch_;
   testsupport::ScratchDir src_;

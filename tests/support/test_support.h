@@ -194,6 +194,34 @@ class SmallVolume : NoCopy {
   bool mounted_ = false;
 };
 
+// Starts `args` (args[0] the program's path) with `env` ("NAME=value") put
+// into its environment (with `only_env`, nothing else), standard input from
+// /dev/null, output and error into the files named; its pid.
+inline pid_t Spawn(std::vector<std::string> args, std::vector<std::string> env, const std::string& out,
+                   const std::string& err, bool only_env = false) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    if (only_env) clearenv();
+    for (std::string& e : env) putenv(&e[0]);
+    dup2(open("/dev/null", O_RDONLY), 0);
+    dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
+    dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(&a[0]);
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+// Waits for `pid`: its exit status, or minus the signal that ended it.
+inline int WaitForExit(pid_t pid) {
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
 // What body returns in a forked child, "<child failed>" appended unless it ends cleanly.
 inline std::string RunInChild(const std::function<std::string()>& body) {
   int fds[2];
